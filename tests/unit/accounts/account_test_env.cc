@@ -1,0 +1,126 @@
+#include "core/login_module.h"
+
+#include "tests/unit/accounts/account_test_env.hh"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "libxorp/xorp.h"
+#include "libxorp/xlog.h"
+#include "libxorp/eventloop.hh"
+#include "libxipc/xrl_std_router.hh"
+
+namespace account_test {
+
+namespace {
+
+std::vector<std::string> logged_errors;
+
+int capture_log(void*, xlog_level_t level, const char* message) {
+    if (level == XLOG_LEVEL_ERROR)
+        logged_errors.push_back(message);
+    return 0;
+}
+
+const char* const kAccountFiles[] = {
+    "/etc/shadow", "/etc/passwd", "/etc/group", "/etc/gshadow",
+};
+
+}  // namespace
+
+LoginMain& login() {
+    static EventLoop* eventloop = new EventLoop();
+    static XrlStdRouter* router =
+        new XrlStdRouter(*eventloop, "accounts_test", false);
+    static LoginMain* login_main = new LoginMain(*router);
+    return *login_main;
+}
+
+std::string read_file(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+void write_file(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+    out.close();
+    ASSERT_TRUE(out.good()) << path;
+}
+
+bool file_exists(const std::string& path) {
+    struct stat st;
+    return lstat(path.c_str(), &st) == 0;
+}
+
+bool shell(const std::string& command) {
+    int status = system(command.c_str());
+    return status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+std::vector<std::string> take_logged_errors() {
+    std::vector<std::string> lines;
+    lines.swap(logged_errors);
+    return lines;
+}
+
+std::string shadow_field(const std::string& user) {
+    std::istringstream lines(read_file("/etc/shadow"));
+    std::string line;
+    std::string field = "<no line>";
+    while (std::getline(lines, line)) {
+        if (line.compare(0, user.size() + 1, user + ":") != 0)
+            continue;
+        size_t end = line.find(':', user.size() + 1);
+        field = line.substr(user.size() + 1,
+                            end == std::string::npos
+                                ? std::string::npos
+                                : end - user.size() - 1);
+    }
+    return field;
+}
+
+void AccountFilesTest::SetUp() {
+    for (const char* path : kAccountFiles) {
+        struct stat st;
+        ASSERT_EQ(0, stat(path, &st)) << path;
+        _saved.push_back({path, read_file(path), st.st_mode & 07777,
+                          st.st_uid, st.st_gid});
+    }
+    take_logged_errors();
+}
+
+void AccountFilesTest::TearDown() {
+    unlink("/etc/shadow+");
+    for (const Saved& saved : _saved) {
+        write_file(saved.path, saved.content);
+        EXPECT_EQ(0, chown(saved.path.c_str(), saved.uid, saved.gid));
+        EXPECT_EQ(0, chmod(saved.path.c_str(), saved.mode));
+    }
+}
+
+}  // namespace account_test
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    // The sandbox's journal folder tells a throwaway root from the host.
+    if (getuid() != 0 || !account_test::file_exists("/var/log/sandbox")) {
+        fprintf(stderr, "%s: run me inside scripts/sandbox\n", argv[0]);
+        return 1;
+    }
+    xlog_init(argv[0], nullptr);
+    xlog_add_output_func(account_test::capture_log, nullptr);
+    xlog_start();
+    int result = RUN_ALL_TESTS();
+    xlog_stop();
+    xlog_exit();
+    return result;
+}

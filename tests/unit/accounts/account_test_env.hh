@@ -1,0 +1,69 @@
+// What the account tests share: one LoginMain for the whole binary, the
+// system's account files as strings, and the lines the daemon logged.
+// The binary runs only inside the sandbox: it rewrites /etc/shadow and adds
+// users and groups.
+
+#ifndef LOGIN_TESTS_UNIT_ACCOUNTS_ACCOUNT_TEST_ENV_HH
+#define LOGIN_TESTS_UNIT_ACCOUNTS_ACCOUNT_TEST_ENV_HH
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "core/login_main.hh"
+
+namespace account_test {
+
+// The daemon object, built on first use (its constructor runs iptables).
+LoginMain& login();
+
+std::string read_file(const std::string& path);
+// Replaces the content in place, so that mode and owner stay.
+void write_file(const std::string& path, const std::string& content);
+bool file_exists(const std::string& path);
+
+// Runs a shell command; true if it exited with status 0.
+bool shell(const std::string& command);
+
+// The reason of the LoginException that `call` raises, or "no exception".
+template <typename F>
+std::string failure_of(F call) {
+    try {
+        call();
+    } catch (const LoginException& e) {
+        return e.why();
+    }
+    return "no exception";
+}
+
+// Error-level lines logged since the last call, message text only.
+std::vector<std::string> take_logged_errors();
+
+// The password field of `user` in /etc/shadow, or "<no line>".
+std::string shadow_field(const std::string& user);
+
+// Restores /etc/shadow, /etc/passwd, /etc/group and /etc/gshadow (content,
+// mode and owner) to what they were when the test began, and removes a
+// left-over /etc/shadow+.
+class AccountFilesTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+private:
+    struct Saved {
+        std::string path;
+        std::string content;
+        mode_t      mode;
+        uid_t       uid;
+        gid_t       gid;
+    };
+    std::vector<Saved> _saved;
+};
+
+}  // namespace account_test
+
+#endif  // LOGIN_TESTS_UNIT_ACCOUNTS_ACCOUNT_TEST_ENV_HH

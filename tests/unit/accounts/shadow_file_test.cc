@@ -1,0 +1,240 @@
+// The editor of /etc/shadow on the real file: what a rewrite keeps and
+// changes, its rights, its locks and the work file, and the read-back.
+
+#include "core/login_module.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <shadow.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+#include "tests/unit/accounts/account_test_env.hh"
+
+namespace account_test {
+namespace {
+
+const char kShadow[] = "/etc/shadow";
+const char kWork[] = "/etc/shadow+";
+
+using ShadowRewriteTest = AccountFilesTest;
+
+// Content of /etc/shadow after rewriting `user` to `field` in `before`.
+std::string rewritten(const std::string& before, const std::string& user,
+                      const std::string& field) {
+    write_file(kShadow, before);
+    login().rewrite_shadow_password(user, field);
+    EXPECT_FALSE(file_exists(kWork));
+    return read_file(kShadow);
+}
+
+TEST_F(ShadowRewriteTest, OnlyTheFieldOfTheUsersLinesChanges) {
+    EXPECT_EQ("bobby:keep:1::\nbob:new:1:2:3:4:5:6:\nbo:x:\n",
+              rewritten("bobby:keep:1::\nbob:old:1:2:3:4:5:6:\nbo:x:\n",
+                        "bob", "new"));
+    EXPECT_EQ("bob:new\n", rewritten("bob:old\n", "bob", "new"));
+    EXPECT_EQ("bob:new\n", rewritten("bob:\n", "bob", "new"));
+    EXPECT_EQ("bob:new:1\nann:a:\nbob:new:2\n",
+              rewritten("bob:first:1\nann:a:\nbob:second:2\n", "bob", "new"));
+    // The empty field is a field like any other.
+    EXPECT_EQ("bob::1:\n", rewritten("bob:old:1:\n", "bob", ""));
+}
+
+TEST_F(ShadowRewriteTest, LinesEndInNewlineAndOtherwiseComeThroughWhole) {
+    EXPECT_EQ("a:1:\n\nbob:new:\nz:9\n",
+              rewritten("a:1:\n\nbob:old:\nz:9", "bob", "new"));
+    EXPECT_EQ("", rewritten("", "bob", "new"));
+    EXPECT_EQ("ann:a:\n", rewritten("ann:a:\n", "bob", "new"));
+
+    const std::string long_rest(6000, '7');
+    const std::string long_other = "zed:" + std::string(9000, 'z') + ":\n";
+    EXPECT_EQ(long_other + "bob:new:" + long_rest + "\n",
+              rewritten(long_other + "bob:" + std::string(5000, 'o') + ":" +
+                        long_rest + "\n", "bob", "new"));
+}
+
+TEST_F(ShadowRewriteTest, ModeAndOwnerOfTheFileAreKept) {
+    struct group* shadow_group = getgrnam("shadow");
+    ASSERT_NE(nullptr, shadow_group);
+    const gid_t shadow_gid = shadow_group->gr_gid;
+
+    for (mode_t mode : {mode_t(0640), mode_t(0600), mode_t(0444)}) {
+        write_file(kShadow, "bob:old:1:\n");
+        ASSERT_EQ(0, chown(kShadow, 0, shadow_gid));
+        ASSERT_EQ(0, chmod(kShadow, mode));
+        login().rewrite_shadow_password("bob", "new");
+        struct stat st;
+        ASSERT_EQ(0, stat(kShadow, &st));
+        EXPECT_EQ(mode, st.st_mode & 07777) << std::oct << mode;
+        EXPECT_EQ(shadow_gid, st.st_gid);
+        EXPECT_EQ(0u, st.st_uid);
+        EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
+    }
+}
+
+TEST_F(ShadowRewriteTest, StructureBreakingFieldIsRefusedBeforeAnyChange) {
+    const std::string before = "bob:old:1:\n";
+    write_file(kShadow, before);
+    EXPECT_EQ("Password must not contain ':'", failure_of([] {
+        login().rewrite_shadow_password("bob", "a:b");
+    }));
+    EXPECT_EQ("Password must not contain a newline", failure_of([] {
+        login().rewrite_shadow_password("bob", "a\nevil::0:");
+    }));
+    EXPECT_EQ("Password must not contain a control character", failure_of([] {
+        login().rewrite_shadow_password("bob", std::string("a\0b", 3));
+    }));
+    EXPECT_EQ(before, read_file(kShadow));
+    EXPECT_FALSE(file_exists(kWork));
+}
+
+// A child process that holds a lock until it is told to end.
+class LockHolder {
+public:
+    // kind "record": fcntl write lock on /etc/shadow; "pwdf": lckpwdf().
+    explicit LockHolder(const std::string& kind) {
+        int ready[2];
+        if (pipe(ready) != 0 || pipe(_release) != 0)
+            return;
+        _pid = fork();
+        if (_pid == 0) {
+            close(ready[0]);
+            close(_release[1]);
+            bool held;
+            if (kind == "record") {
+                int fd = open(kShadow, O_RDWR);
+                struct flock lock;
+                memset(&lock, 0, sizeof(lock));
+                lock.l_type = F_WRLCK;
+                lock.l_whence = SEEK_SET;
+                held = fd >= 0 && fcntl(fd, F_SETLK, &lock) == 0;
+            } else {
+                held = lckpwdf() == 0;
+            }
+            char answer = held ? 'y' : 'n';
+            if (write(ready[1], &answer, 1) != 1)
+                _exit(1);
+            char end;
+            if (read(_release[0], &end, 1) < 0)
+                _exit(1);
+            _exit(0);
+        }
+        close(ready[1]);
+        close(_release[0]);
+        char answer = 'n';
+        _held = read(ready[0], &answer, 1) == 1 && answer == 'y';
+        close(ready[0]);
+    }
+    ~LockHolder() {
+        close(_release[1]);
+        int status;
+        waitpid(_pid, &status, 0);
+    }
+    bool held() const { return _held; }
+
+private:
+    pid_t _pid = -1;
+    int   _release[2] = {-1, -1};
+    bool  _held = false;
+};
+
+TEST_F(ShadowRewriteTest, RecordLockOfAnotherProcessFailsTheCallAtOnce) {
+    const std::string before = "bob:old:1:\n";
+    write_file(kShadow, before);
+    LockHolder holder("record");
+    ASSERT_TRUE(holder.held());
+
+    const std::string refused =
+        std::string("Can't lock /etc/shadow, ") + strerror(EAGAIN);
+    EXPECT_EQ(refused, failure_of([] {
+        login().rewrite_shadow_password("bob", "new");
+    }));
+    EXPECT_FALSE(file_exists(kWork));
+    EXPECT_EQ(before, read_file(kShadow));
+
+    std::string field = "untouched";
+    EXPECT_EQ(refused, failure_of([&] {
+        login().read_shadow_password("bob", field);
+    }));
+    EXPECT_EQ("untouched", field);
+}
+
+TEST_F(ShadowRewriteTest, PasswordFilesLockedByAnotherProgramGiveAClearReason) {
+    // lckpwdf waits 15 seconds before it gives up.
+    const std::string before = "bob:old:1:\n";
+    write_file(kShadow, before);
+    LockHolder holder("pwdf");
+    ASSERT_TRUE(holder.held());
+
+    EXPECT_EQ("Can't lock the password files, another program holds them",
+              failure_of([] {
+                  login().rewrite_shadow_password("bob", "new");
+              }));
+    EXPECT_FALSE(file_exists(kWork));
+    EXPECT_EQ(before, read_file(kShadow));
+}
+
+TEST_F(ShadowRewriteTest, LeftOverWorkFileIsRemovedAfterThirtyTries) {
+    const std::string before = "bob:old:1:\n";
+    write_file(kShadow, before);
+    write_file(kWork, "left by a process that died\n");
+
+    EXPECT_EQ("Work file /etc/shadow+ was in the way for 30 tries and has "
+              "been removed",
+              failure_of([] { login().rewrite_shadow_password("bob", "new"); }));
+    EXPECT_FALSE(file_exists(kWork));
+    EXPECT_EQ(before, read_file(kShadow));
+
+    // The next call finds the way clear.
+    login().rewrite_shadow_password("bob", "new");
+    EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
+}
+
+TEST_F(ShadowRewriteTest, WorkFileThatGoesAwayDuringTheTriesIsWaitedFor) {
+    write_file(kShadow, "bob:old:1:\n");
+    write_file(kWork, "another editor at work\n");
+    pid_t editor = fork();
+    if (editor == 0) {
+        usleep(300000);  // well inside the three seconds of tries
+        unlink(kWork);
+        _exit(0);
+    }
+    login().rewrite_shadow_password("bob", "new");
+    int status;
+    waitpid(editor, &status, 0);
+    EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
+    EXPECT_FALSE(file_exists(kWork));
+}
+
+using ShadowReadBackTest = AccountFilesTest;
+
+std::string read_back(const std::string& content, const std::string& user) {
+    write_file(kShadow, content);
+    std::string field = "as given";
+    login().read_shadow_password(user, field);
+    EXPECT_EQ(content, read_file(kShadow));
+    return field;
+}
+
+TEST_F(ShadowReadBackTest, FieldOfTheLastMatchingLine) {
+    EXPECT_EQ("$6$salt$hash", read_back("bobby:x:\nbob:$6$salt$hash:1:\n",
+                                        "bob"));
+    EXPECT_EQ("second", read_back("bob:first:1\nbob:second:2\n", "bob"));
+    EXPECT_EQ("*", read_back("bob:*:1:\n", "bob"));
+    EXPECT_EQ("", read_back("bob::1:\n", "bob"));
+    EXPECT_EQ("", read_back("bob:", "bob"));
+    EXPECT_EQ("old", read_back("bob:old", "bob"));
+}
+
+TEST_F(ShadowReadBackTest, NoLineLeavesTheCallersString) {
+    EXPECT_EQ("as given", read_back("bobby:x:1:\nann:y:\n", "bob"));
+    EXPECT_EQ("as given", read_back("", "bob"));
+}
+
+}  // namespace
+}  // namespace account_test

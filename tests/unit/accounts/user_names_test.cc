@@ -1,0 +1,149 @@
+// The user-name rule and the look-ups in the user and group databases.
+
+#include "core/login_module.h"
+
+#include <grp.h>
+
+#include <sstream>
+#include <string>
+
+#include "tests/unit/accounts/account_test_env.hh"
+
+namespace account_test {
+namespace {
+
+TEST(UserNameRule, LettersDigitsUnderscoreDashAndOneFinalDollar) {
+    for (const char* name : {"_", "a", "A1", "a-b", "a_b", "machine$", "a$",
+                             "Z9_-x"}) {
+        EXPECT_TRUE(login().is_valid_user_name(name)) << name;
+    }
+    for (const char* name : {"1a", "-a", "$", "a.b", "a b", "a$$", "a$b", "",
+                             "a/b", "a:b", "a;b", "\xc3\xa9t\xc3\xa9",
+                             "ab\x80"}) {
+        EXPECT_FALSE(login().is_valid_user_name(name)) << name;
+    }
+}
+
+TEST(UserNameRule, LengthIsTestedBeforeTheRule) {
+    const std::string longest(32, 'a');
+    EXPECT_EQ("no exception",
+              failure_of([&] { login().validate_user_name(longest); }));
+    EXPECT_EQ("User name is too long, max is 32",
+              failure_of([&] { login().validate_user_name(longest + "a"); }));
+    // 33 bytes that also break the rule still get the length text.
+    EXPECT_EQ("User name is too long, max is 32",
+              failure_of([] {
+                  login().validate_user_name(std::string(33, '.'));
+              }));
+    EXPECT_EQ("User name is invalid",
+              failure_of([] { login().validate_user_name("a.b"); }));
+    EXPECT_EQ("User name is invalid",
+              failure_of([] { login().validate_user_name(""); }));
+}
+
+// Adds a line to /etc/passwd, or sets the members of a group in /etc/group.
+void add_passwd_line(const std::string& user, unsigned gid) {
+    write_file("/etc/passwd", read_file("/etc/passwd") + user + ":x:" +
+               std::to_string(gid + 100000) + ":" + std::to_string(gid) +
+               "::/tmp/home/" + user + ":/bin/false\n");
+}
+
+void add_group_line(const std::string& group, unsigned gid,
+                    const std::string& members) {
+    write_file("/etc/group", read_file("/etc/group") + group + ":x:" +
+               std::to_string(gid) + ":" + members + "\n");
+}
+
+void replace_xorp_group(const std::string* members) {
+    std::istringstream in(read_file("/etc/group"));
+    std::string out, line;
+    while (std::getline(in, line)) {
+        if (line.compare(0, 5, "xorp:") == 0) {
+            if (members == nullptr)
+                continue;  // the group goes away
+            line = line.substr(0, line.rfind(':') + 1) + *members;
+        }
+        out += line + "\n";
+    }
+    write_file("/etc/group", out);
+}
+
+unsigned xorp_gid() {
+    struct group* gr = getgrnam("xorp");
+    return gr == nullptr ? 0 : gr->gr_gid;
+}
+
+using UserLookupTest = AccountFilesTest;
+
+TEST_F(UserLookupTest, NamesMatchWholeAndCaseSensitive) {
+    add_passwd_line("bobby", 6001);
+    EXPECT_TRUE(login().user_exists("bobby"));
+    EXPECT_FALSE(login().user_exists("bob"));
+    EXPECT_FALSE(login().user_exists("bobb"));
+
+    add_passwd_line("bob", 6002);
+    EXPECT_TRUE(login().user_exists("bob"));
+    EXPECT_FALSE(login().user_exists("BOB"));
+    EXPECT_FALSE(login().user_exists(""));
+}
+
+TEST_F(UserLookupTest, GidIsWrittenOnlyWhenTheUserIsFound) {
+    add_passwd_line("bob", 6002);
+    uint32_t gid = 777;
+    EXPECT_TRUE(login().get_user_gid("bob", gid));
+    EXPECT_EQ(6002u, gid);
+
+    gid = 777;
+    EXPECT_FALSE(login().get_user_gid("bo", gid));
+    EXPECT_EQ(777u, gid);
+    // A walk that ended early does not confuse the next one.
+    EXPECT_TRUE(login().user_exists("root"));
+    EXPECT_TRUE(login().get_user_gid("bob", gid));
+}
+
+TEST_F(UserLookupTest, XorpMembershipByMemberListOrPrimaryGroup) {
+    ASSERT_NE(0u, xorp_gid()) << "the sandbox provides the group xorp";
+    const std::string members = "other1,member,ghost,other2";
+    replace_xorp_group(&members);
+    add_group_line("plain", 6101, "");
+    add_passwd_line("plain", 6101);
+    add_passwd_line("member", 6102);
+    add_passwd_line("primary", xorp_gid());
+
+    EXPECT_FALSE(login().is_user_in_xorp_group("plain"));
+    EXPECT_TRUE(login().is_user_in_xorp_group("member"));
+    EXPECT_TRUE(login().is_user_in_xorp_group("primary"));
+    // Not in the user database, but the member list names it.
+    EXPECT_TRUE(login().is_user_in_xorp_group("ghost"));
+    EXPECT_FALSE(login().is_user_in_xorp_group("membe"));
+    EXPECT_FALSE(login().is_user_in_xorp_group("nobody-here"));
+    EXPECT_TRUE(take_logged_errors().empty());
+
+    const std::string none;
+    replace_xorp_group(&none);
+    EXPECT_FALSE(login().is_user_in_xorp_group("member"));
+    EXPECT_TRUE(login().is_user_in_xorp_group("primary"));
+}
+
+TEST_F(UserLookupTest, MissingXorpGroupLogsOneErrorPerCall) {
+    const std::string members = "member";
+    replace_xorp_group(&members);
+    add_passwd_line("member", 6102);
+    replace_xorp_group(nullptr);
+
+    EXPECT_FALSE(login().is_user_in_xorp_group("member"));
+    EXPECT_FALSE(login().is_user_in_xorp_group("member"));
+    std::vector<std::string> errors = take_logged_errors();
+    ASSERT_EQ(2u, errors.size());
+    for (const std::string& line : errors) {
+        EXPECT_NE(std::string::npos,
+                  line.find("Group \"xorp\" does not exist on this system."))
+            << line;
+        EXPECT_NE(std::string::npos,
+                  line.find("login_main.cc is_user_in_xorp_group"))
+            << line;
+    }
+}
+
+}  // namespace
+}  // namespace account_test
