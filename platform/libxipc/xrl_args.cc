@@ -1,0 +1,106 @@
+#include "libxipc/xrl_args.hh"
+
+XrlArgs::XrlArgs(const char* text)
+{
+    std::string s(text);
+    if (s.empty())
+        return;
+    size_t start = 0;
+    for (;;) {
+        size_t amp = s.find('&', start);
+        std::string item = s.substr(start, amp == std::string::npos
+                                    ? std::string::npos : amp - start);
+        if (item.empty())
+            xorp_throw(InvalidString, "empty argument in \"" + s + "\"");
+        try {
+            add(XrlAtom(item.c_str()));
+        } catch (const XrlAtomFound& e) {
+            xorp_throw(InvalidString, e.why());
+        }
+        if (amp == std::string::npos)
+            break;
+        start = amp + 1;
+    }
+}
+
+XrlArgs&
+XrlArgs::add(const XrlAtom& atom)
+{
+    if (find(atom.name()) != nullptr)
+        xorp_throw(XrlAtomFound, "duplicate argument \"" + atom.name() + "\"");
+    _args.push_back(atom);
+    return *this;
+}
+
+const XrlAtom*
+XrlArgs::find(const std::string& name) const
+{
+    for (const XrlAtom& a : _args) {
+        if (a.name() == name)
+            return &a;
+    }
+    return nullptr;
+}
+
+const XrlAtom&
+XrlArgs::item(const std::string& name) const
+{
+    const XrlAtom* a = find(name);
+    if (a == nullptr)
+        xorp_throw(XrlAtomNotFound, "no argument \"" + name + "\"");
+    return *a;
+}
+
+const XrlAtom&
+XrlArgs::operator[](size_t index) const
+{
+    if (index >= _args.size())
+        xorp_throw(BadArgs, "argument index " + std::to_string(index)
+                   + " out of range");
+    return _args[index];
+}
+
+const XrlAtom&
+XrlArgs::typed(const char* name, XrlAtomType type) const
+{
+    const XrlAtom& a = item(name);
+    if (a.type() != type || !a.has_data()) {
+        xorp_throw(BadArgs, std::string("argument \"") + name + "\" is "
+                   + a.type_name() + (a.has_data() ? "" : " without value")
+                   + ", expected " + xrlatom_type_name(type));
+    }
+    return a;
+}
+
+#define XRL_ARGS_GETTER(T, fn, tag, accessor)           \
+    const T& XrlArgs::fn(const char* name) const        \
+    {                                                   \
+        return typed(name, tag).accessor();             \
+    }
+
+XRL_ARGS_GETTER(int32_t, get_int32, xrlatom_int32, int32)
+XRL_ARGS_GETTER(uint32_t, get_uint32, xrlatom_uint32, uint32)
+XRL_ARGS_GETTER(bool, get_bool, xrlatom_boolean, boolean)
+XRL_ARGS_GETTER(IPv4, get_ipv4, xrlatom_ipv4, ipv4)
+XRL_ARGS_GETTER(IPv4Net, get_ipv4net, xrlatom_ipv4net, ipv4net)
+XRL_ARGS_GETTER(IPv6, get_ipv6, xrlatom_ipv6, ipv6)
+XRL_ARGS_GETTER(IPv6Net, get_ipv6net, xrlatom_ipv6net, ipv6net)
+XRL_ARGS_GETTER(std::string, get_string, xrlatom_text, text)
+XRL_ARGS_GETTER(XrlAtomList, get_list, xrlatom_list, list)
+XRL_ARGS_GETTER(std::vector<uint8_t>, get_binary, xrlatom_binary, binary)
+XRL_ARGS_GETTER(int64_t, get_int64, xrlatom_int64, int64)
+XRL_ARGS_GETTER(uint64_t, get_uint64, xrlatom_uint64, uint64)
+
+#undef XRL_ARGS_GETTER
+
+std::string
+XrlArgs::str() const
+{
+    std::string s;
+    for (size_t i = 0; i < _args.size(); i++) {
+        if (i)
+            s += "&";
+        s += _args[i].str();
+    }
+    return s;
+}
