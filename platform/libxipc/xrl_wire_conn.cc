@@ -1,0 +1,178 @@
+// -*- c-basic-offset: 4; tab-width: 8; indent-tabs-mode: t -*-
+
+#include "libxipc/xrl_wire_conn.hh"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "libxipc/xrl_wire.hh"
+
+namespace {
+// Room kept free in the input buffer before each read.
+const size_t kReadChunk = 256 * 1024;
+}
+
+WireConn::WireConn(EventLoop& e, int fd, WireConnHandler& h)
+    : _eventloop(e), _fd(fd), _handler(h),
+      _read_cb(callback(this, &WireConn::read_ready)),
+      _write_cb(callback(this, &WireConn::write_ready)),
+      _reading(false), _writing(false), _close_when_flushed(false),
+      _in(kReadChunk), _in_start(0), _in_end(0), _out_off(0), _user(0)
+{
+    _reading = _eventloop.add_ioevent_cb(_fd, IOT_READ, _read_cb);
+}
+
+WireConn::~WireConn()
+{
+    if (is_open()) {
+	ErrnoSaver es;
+	_eventloop.remove_ioevent_cb(_fd, IOT_ANY);
+	::close(_fd);
+	_fd = -1;
+    }
+}
+
+void
+WireConn::flush()
+{
+    if (!is_open())
+	return;
+    if (_out.size() - _out_off > kMaxBacklog) {
+	close("peer does not read its messages");
+	return;
+    }
+    if (_writing || _out.size() == _out_off)
+	return;
+    _writing = _eventloop.add_ioevent_cb(_fd, IOT_WRITE, _write_cb);
+}
+
+void
+WireConn::stop_reading()
+{
+    if (_reading) {
+	_eventloop.remove_ioevent_cb(_fd, IOT_READ);
+	_reading = false;
+    }
+}
+
+void
+WireConn::close(const char* why)
+{
+    if (!is_open())
+	return;
+    {
+	ErrnoSaver es;
+	_eventloop.remove_ioevent_cb(_fd, IOT_ANY);
+	::close(_fd);
+    }
+    _fd = -1;
+    _reading = _writing = false;
+    _out.clear();
+    _out_off = 0;
+    _in_start = _in_end = 0;
+    _handler.wire_closed(this, why);
+}
+
+void
+WireConn::close_after_flush()
+{
+    stop_reading();
+    _close_when_flushed = true;
+    if (_out.size() == _out_off)
+	close("closed by this end");
+    else
+	flush();
+}
+
+void
+WireConn::read_ready(int, IoEventType)
+{
+    ErrnoSaver es;
+    if (!_reading)
+	return;
+    if (_in.size() - _in_end < kReadChunk) {
+	// Move the unprocessed tail to the front before growing.
+	if (_in_start > 0) {
+	    memmove(&_in[0], &_in[_in_start], _in_end - _in_start);
+	    _in_end -= _in_start;
+	    _in_start = 0;
+	}
+	if (_in.size() - _in_end < kReadChunk)
+	    _in.resize(_in_end + kReadChunk);
+    }
+    ssize_t n = ::read(_fd, &_in[_in_end], _in.size() - _in_end);
+    if (n == 0) {
+	close("connection closed by peer");
+	return;
+    }
+    if (n < 0) {
+	if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)
+	    close(strerror(errno));
+	return;
+    }
+    _in_end += static_cast<size_t>(n);
+    process_input();
+}
+
+void
+WireConn::process_input()
+{
+    while (_reading && is_open()) {
+	uint32_t len = 0;
+	xrlwire::FrameStatus st = xrlwire::next_frame(&_in[_in_start],
+						      _in_end - _in_start, len);
+	if (st == xrlwire::FRAME_INCOMPLETE)
+	    break;
+	if (st == xrlwire::FRAME_TOO_LARGE || st == xrlwire::FRAME_EMPTY) {
+	    stop_reading();
+	    _in_start = _in_end = 0;
+	    _handler.wire_bad_frame(this, st == xrlwire::FRAME_EMPTY
+				    ? "empty message"
+				    : "message longer than 1 MiB");
+	    return;
+	}
+	const char* payload = &_in[_in_start + xrlwire::kHeaderSize];
+	_in_start += xrlwire::kHeaderSize + len;
+	_handler.wire_message(this, payload, len);
+    }
+    if (_in_start == _in_end)
+	_in_start = _in_end = 0;
+    // A partial frame larger than the buffer: make room for all of it.
+    uint32_t len = 0;
+    if (is_open()
+	&& xrlwire::next_frame(&_in[_in_start], _in_end - _in_start, len)
+	   == xrlwire::FRAME_INCOMPLETE
+	&& _in_end - _in_start >= xrlwire::kHeaderSize
+	&& _in.size() - _in_start < xrlwire::kHeaderSize + len) {
+	_in.resize(_in_start + xrlwire::kHeaderSize + len + kReadChunk);
+    }
+}
+
+void
+WireConn::write_ready(int, IoEventType)
+{
+    ErrnoSaver es;
+    if (!is_open())
+	return;
+    while (_out_off < _out.size()) {
+	ssize_t n = ::send(_fd, _out.data() + _out_off, _out.size() - _out_off,
+			   MSG_NOSIGNAL);
+	if (n < 0) {
+	    if (errno == EINTR)
+		continue;
+	    if (errno == EAGAIN || errno == EWOULDBLOCK)
+		return;		// still registered for writing
+	    close(strerror(errno));
+	    return;
+	}
+	_out_off += static_cast<size_t>(n);
+    }
+    _out.clear();		// keeps its capacity for the next turn
+    _out_off = 0;
+    _eventloop.remove_ioevent_cb(_fd, IOT_WRITE);
+    _writing = false;
+    if (_close_when_flushed)
+	close("closed by this end");
+}

@@ -1,0 +1,93 @@
+// -*- c-basic-offset: 4; tab-width: 8; indent-tabs-mode: t -*-
+//
+// One non-blocking stream socket carrying xrlwire frames, driven by the
+// EventLoop.  Frames queued during a loop turn leave in one write on the next
+// turn; input is read in large chunks into a buffer that is reused.
+
+#ifndef __LIBXIPC_XRL_WIRE_CONN_HH__
+#define __LIBXIPC_XRL_WIRE_CONN_HH__
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "libxorp/eventloop.hh"
+
+class WireConn;
+
+// Keeps errno unchanged across the transport's own system calls.
+class ErrnoSaver {
+public:
+    ErrnoSaver() : _saved(errno) {}
+    ~ErrnoSaver() { errno = _saved; }
+private:
+    int _saved;
+};
+
+class WireConnHandler {
+public:
+    virtual ~WireConnHandler() {}
+    // One complete frame payload (at least the type byte).
+    virtual void wire_message(WireConn* conn, const char* payload,
+			      size_t len) = 0;
+    // A frame that breaks the framing rules (empty or over the size limit).
+    // Reading has stopped; the handler may answer and close_after_flush().
+    virtual void wire_bad_frame(WireConn* conn, const char* why) = 0;
+    // The connection is closed.  Called once; the WireConn must not be
+    // deleted from inside this call (its own code is still on the stack).
+    virtual void wire_closed(WireConn* conn, const char* why) = 0;
+};
+
+class WireConn {
+public:
+    // Takes ownership of the connected, non-blocking `fd`; starts reading.
+    WireConn(EventLoop& e, int fd, WireConnHandler& h);
+    ~WireConn();
+
+    // Frames are appended here (xrlwire::FrameWriter), then flush() asks
+    // for a write on the next loop turn.
+    std::string& out() { return _out; }
+    void flush();
+
+    void close(const char* why);
+    // Stops reading, writes what is queued, then closes.
+    void close_after_flush();
+
+    bool is_open() const { return _fd >= 0; }
+    int fd() const { return _fd; }
+
+    // Owner's tag for this connection.
+    void set_user(void* u) { _user = u; }
+    void* user() const { return _user; }
+
+    // Bytes queued and not yet written; past this the peer is not reading
+    // and is dropped.
+    static const size_t kMaxBacklog = 64 * 1024 * 1024;
+
+private:
+    WireConn(const WireConn&);
+    WireConn& operator=(const WireConn&);
+
+    void read_ready(int fd, IoEventType t);
+    void write_ready(int fd, IoEventType t);
+    void process_input();
+    void stop_reading();
+
+    EventLoop&		_eventloop;
+    int			_fd;
+    WireConnHandler&	_handler;
+    IoEventCb		_read_cb;
+    IoEventCb		_write_cb;
+    bool		_reading;
+    bool		_writing;
+    bool		_close_when_flushed;
+
+    std::vector<char>	_in;		// [_in_start, _in_end) unprocessed
+    size_t		_in_start;
+    size_t		_in_end;
+    std::string		_out;		// [_out_off, size) still to write
+    size_t		_out_off;
+    void*		_user;
+};
+
+#endif // __LIBXIPC_XRL_WIRE_CONN_HH__
