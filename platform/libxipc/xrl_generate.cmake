@@ -12,8 +12,8 @@
 #     carry interface and version (finder_event_observer_0_1_xrl_target_birth).
 #
 # OUT_DIR defaults to ${CMAKE_BINARY_DIR}/gen. <out_var> receives the generated
-# .hh and .cc files. With TARGET, the sources are added to that target, OUT_DIR
-# becomes a PUBLIC include directory of it and the target links xipc.
+# .hh and .cc files. With TARGET, the sources are added to that target and
+# OUT_DIR becomes a PUBLIC include directory of it; the target must link xipc.
 # Relative XIFS are taken from XIF_DIR, a relative TGT from the calling folder.
 # Each file may be generated only once per build tree.
 
@@ -22,12 +22,13 @@ set(XIF_GEN_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/xif_gen.py CACHE INTERNAL
 
 function(_xrl_gen_attach target out_dir stem kind)
   # A custom target makes the files available to targets of other folders.
-  set(custom xrl_gen_${kind}_${stem})
+  string(MD5 dir_hash "${out_dir}")
+  string(SUBSTRING ${dir_hash} 0 8 dir_hash)
+  set(custom xrl_gen_${kind}_${stem}_${dir_hash})
   add_custom_target(${custom} DEPENDS ${ARGN})
   if(target)
     target_sources(${target} PRIVATE ${ARGN})
     target_include_directories(${target} PUBLIC ${out_dir})
-    target_link_libraries(${target} PUBLIC xipc)
     add_dependencies(${target} ${custom})
   endif()
 endfunction()
