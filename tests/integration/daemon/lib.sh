@@ -1,0 +1,72 @@
+# Helpers for the daemon's sandboxed tests: start and stop the finder and the
+# daemon, call it, and compare what it did with what was expected.
+
+JOURNAL=/var/log/sandbox/commands.log
+LOGIN_XRL="finder://login/login/0.1"
+COMMON_XRL="finder://login/common/0.1"
+failures=0
+
+fail() {
+    echo "FAIL: $*" >&2
+    failures=$((failures + 1))
+}
+
+# expect_eq NAME EXPECTED ACTUAL
+expect_eq() {
+    if [ "$2" != "$3" ]; then
+        fail "$1"
+        diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") | sed 's/^/    /' >&2
+    fi
+}
+
+# start_finder: the finder in the background, listening before we go on.
+start_finder() {
+    xorp_finder >/tmp/finder.log 2>&1 &
+    FINDER_PID=$!
+}
+
+# start_login: the daemon in the background; returns once it answers.
+start_login() {
+    login >/tmp/login.log 2>&1 &
+    LOGIN_PID=$!
+    local tries=0
+    until call_xrl "$COMMON_XRL/get_status" >/dev/null 2>&1; do
+        tries=$((tries + 1))
+        if [ $tries -gt 300 ] || ! kill -0 $LOGIN_PID 2>/dev/null; then
+            echo "login never answered get_status; its log:" >&2
+            cat /tmp/login.log >&2
+            exit 1
+        fi
+        sleep 0.1
+    done
+}
+
+# chain: the INPUT chain as iptables prints it, without the policy line.
+chain() {
+    iptables -S INPUT | grep -v '^-P '
+}
+
+# Rule texts as `iptables -S` prints them back.
+telnet_update() {
+    echo "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount $1 --rttl --name TELNET --mask 255.255.255.255 --rsource -j DROP"
+}
+telnet_set() {
+    echo "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --set --name TELNET --mask 255.255.255.255 --rsource"
+}
+ssh_update() {
+    echo "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount $1 --rttl --name SSH --mask 255.255.255.255 --rsource -j DROP"
+}
+ssh_set() {
+    echo "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --set --name SSH --mask 255.255.255.255 --rsource"
+}
+ssh_connection() {
+    echo "-A INPUT -p tcp -m tcp --dport 22 --tcp-flags FIN,SYN,RST,ACK SYN -m connlimit --connlimit-above $1 --connlimit-mask 32 --connlimit-saddr -j REJECT --reject-with icmp-port-unreachable"
+}
+
+finish() {
+    if [ $failures -ne 0 ]; then
+        echo "$failures check(s) failed" >&2
+        exit 1
+    fi
+    echo "all checks passed"
+}

@@ -1,0 +1,132 @@
+// A daemon's objects on the stack of a test, as run_login builds them, with
+// helpers to read what they did to the sandbox: the journal of command lines
+// and the INPUT chain. Only for tests run inside scripts/sandbox.
+
+#ifndef LOGIN_TESTS_UNIT_DAEMON_DAEMON_FIXTURE_HH
+#define LOGIN_TESTS_UNIT_DAEMON_DAEMON_FIXTURE_HH
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "libxorp/eventloop.hh"
+#include "libxipc/xrl_std_router.hh"
+
+#include "core/login_main.hh"
+#include "xrl/xrl_login_target.hh"
+
+namespace daemon_test {
+
+const char JOURNAL[] = "/var/log/sandbox/commands.log";
+
+// Lines of the journal since it was last cleared.
+inline std::vector<std::string> journal()
+{
+    std::vector<std::string> lines;
+    FILE* f = fopen(JOURNAL, "r");
+    if (f == nullptr)
+        return lines;
+    char buf[4096];
+    while (fgets(buf, sizeof(buf), f) != nullptr) {
+        std::string line(buf);
+        if (!line.empty() && line.back() == '\n')
+            line.pop_back();
+        lines.push_back(line);
+    }
+    fclose(f);
+    return lines;
+}
+
+inline void clear_journal()
+{
+    FILE* f = fopen(JOURNAL, "w");
+    if (f != nullptr)
+        fclose(f);
+}
+
+// The rules of INPUT as iptables prints them, policy line left out.
+inline std::vector<std::string> input_chain()
+{
+    std::vector<std::string> rules;
+    FILE* p = popen("/sbin/iptables -S INPUT", "r");
+    if (p == nullptr)
+        return rules;
+    char buf[4096];
+    while (fgets(buf, sizeof(buf), p) != nullptr) {
+        std::string line(buf);
+        if (!line.empty() && line.back() == '\n')
+            line.pop_back();
+        if (line.compare(0, 3, "-P ") != 0)
+            rules.push_back(line);
+    }
+    pclose(p);
+    return rules;
+}
+
+// Rule texts as iptables -S prints them back.
+inline std::string telnet_update(int n)
+{
+    return "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount "
+        + std::to_string(n)
+        + " --rttl --name TELNET --mask 255.255.255.255 --rsource -j DROP";
+}
+inline std::string telnet_set()
+{
+    return "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --set --name TELNET --mask 255.255.255.255 --rsource";
+}
+inline std::string ssh_update(int n)
+{
+    return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount "
+        + std::to_string(n)
+        + " --rttl --name SSH --mask 255.255.255.255 --rsource -j DROP";
+}
+inline std::string ssh_set()
+{
+    return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --set --name SSH --mask 255.255.255.255 --rsource";
+}
+inline std::string ssh_connection(int n)
+{
+    return "-A INPUT -p tcp -m tcp --dport 22 --tcp-flags FIN,SYN,RST,ACK SYN -m connlimit --connlimit-above "
+        + std::to_string(n)
+        + " --connlimit-mask 32 --connlimit-saddr -j REJECT --reject-with icmp-port-unreachable";
+}
+
+// Starts each test from an empty INPUT chain and journal, then builds the
+// objects in run_login's order. No finder runs: sends are refused.
+class DaemonTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(0, system("/sbin/iptables -F INPUT"));
+        clear_journal();
+        errno = 0;
+    }
+
+    void build()
+    {
+        _router.reset(new XrlStdRouter(_eventloop, "login", false));
+        _login.reset(new LoginMain(*_router));
+        _target.reset(new XrlLoginTarget(*_router, *_login));
+    }
+
+    void TearDown() override
+    {
+        _target.reset();
+        _login.reset();
+        _router.reset();
+    }
+
+    EventLoop                       _eventloop;
+    std::unique_ptr<XrlStdRouter>   _router;
+    std::unique_ptr<LoginMain>      _login;
+    std::unique_ptr<XrlLoginTarget> _target;
+};
+
+} // namespace daemon_test
+
+#endif // LOGIN_TESTS_UNIT_DAEMON_DAEMON_FIXTURE_HH

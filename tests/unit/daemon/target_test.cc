@@ -1,0 +1,165 @@
+// The XRL handlers of the target, called as the router would call them.
+
+#include <cerrno>
+#include <string>
+
+#include "libxipc/xrl_error.hh"
+
+#include "daemon_fixture.hh"
+
+namespace daemon_test {
+namespace {
+
+using std::string;
+
+class TargetTest : public DaemonTest {
+protected:
+    void SetUp() override
+    {
+        DaemonTest::SetUp();
+        build();
+    }
+};
+
+void expect_failed(const XrlCmdError& e, const string& note)
+{
+    EXPECT_EQ(COMMAND_FAILED, e.error_code());
+    EXPECT_EQ(note, e.note());
+}
+
+TEST_F(TargetTest, NameVersionStatusAndShutdown)
+{
+    string text;
+    EXPECT_TRUE(_target->get_target_name(text).isOK());
+    EXPECT_EQ("login", text);
+    EXPECT_TRUE(_target->get_version(text).isOK());
+    EXPECT_EQ("0.1", text);
+
+    uint32_t status = 0;
+    EXPECT_TRUE(_target->get_status(status, text).isOK());
+    EXPECT_EQ(3u, status);
+    EXPECT_EQ("running", text);
+
+    EXPECT_TRUE(_target->shutdown().isOK());
+    EXPECT_FALSE(_login->is_running());
+    EXPECT_TRUE(_target->get_status(status, text).isOK());
+    EXPECT_EQ(4u, status);
+    EXPECT_EQ("dying", text);
+
+    // A second shutdown changes nothing.
+    EXPECT_TRUE(_target->shutdown().isOK());
+    EXPECT_TRUE(_target->get_status(status, text).isOK());
+    EXPECT_EQ(4u, status);
+    EXPECT_EQ("dying", text);
+}
+
+// errno left set before a call makes the limit operations fail their check.
+TEST_F(TargetTest, LimitFailuresAnswerFixedTexts)
+{
+    errno = EACCES;
+    expect_failed(_target->set_telnet_rate_limit(5),
+                  "System set telnet rete limit failed.");
+    errno = EACCES;
+    expect_failed(_target->set_ssh_rate_limit(5),
+                  "System set ssh rate limit failed.");
+    errno = EACCES;
+    expect_failed(_target->set_ssh_connection_limit(5),
+                  "System set ssh connection limit failed.");
+    errno = 0;
+    EXPECT_TRUE(_target->set_ssh_connection_limit(6).isOK());
+}
+
+TEST_F(TargetTest, PlainFormsAlwaysSucceed)
+{
+    errno = EACCES;
+    EXPECT_TRUE(_target->add_snmp_access_entry(IPv4Net("10.0.0.0/8")).isOK());
+    errno = EACCES;
+    EXPECT_TRUE(_target->clear_arp("10.99.0.2").isOK());
+    EXPECT_TRUE(_target->noop_operation_a().isOK());
+    EXPECT_TRUE(_target->noop_operation_b().isOK());
+    // Card states: only 8 and 10 mean anything, all are answered success.
+    for (uint32_t state : {0u, 8u, 9u, 10u, 10u, 11u})
+        EXPECT_TRUE(_target->card_state_changed(1, state).isOK());
+}
+
+TEST_F(TargetTest, ReasonFollowsTheFixedText)
+{
+    XrlCmdError e = _target->set_encrypted_password("", "x");
+    if (!e.isOK()) {
+        EXPECT_EQ(COMMAND_FAILED, e.error_code());
+        EXPECT_EQ(0u, e.note().find("Set password failed, "));
+        EXPECT_LT(string("Set password failed, ").size(), e.note().size());
+    }
+}
+
+TEST_F(TargetTest, HostNameChecks)
+{
+    const string max_length = "System set hostname failed, max length is 63.";
+    const string bad = "System set hostname failed.";
+
+    expect_failed(_target->set_hostname(string(64, 'a')), max_length);
+    // The length is tested first, even with a bad byte in the name.
+    expect_failed(_target->set_hostname(" " + string(63, 'a')), max_length);
+
+    expect_failed(_target->set_hostname("sw 1"), bad);
+    expect_failed(_target->set_hostname("sw/1"), bad);
+    expect_failed(_target->set_hostname("sw@1"), bad);
+    expect_failed(_target->set_hostname("sw\n1"), bad);
+    expect_failed(_target->set_hostname("caf\xc3\xa9"), bad);
+    expect_failed(_target->set_hostname(string("sw\0", 3)), bad);
+
+    EXPECT_TRUE(_target->set_hostname(string(60, 'b') + "9.-").isOK());
+    EXPECT_TRUE(_target->set_hostname("1-leading_digit.Dash").isOK());
+    EXPECT_TRUE(_target->set_hostname("").isOK());
+}
+
+TEST_F(TargetTest, LoggingLevelAndFacility)
+{
+    string level;
+    EXPECT_TRUE(_target->set_logging_level("fatal").isOK());
+    EXPECT_TRUE(_target->get_logging_level(level).isOK());
+    EXPECT_EQ("fatal", level);
+
+    EXPECT_TRUE(_target->set_logging_level("info").isOK());
+    EXPECT_TRUE(_target->get_logging_level(level).isOK());
+    EXPECT_EQ("info", level);
+
+    // Words are compared with their case: an unknown word enables all.
+    EXPECT_TRUE(_target->set_logging_level("WARNING").isOK());
+    EXPECT_TRUE(_target->get_logging_level(level).isOK());
+    EXPECT_EQ("trace", level);
+    EXPECT_TRUE(xlog_get_level_enabled(6));
+
+    EXPECT_TRUE(_target->set_logging_level("warning").isOK());
+    EXPECT_TRUE(_target->get_logging_level(level).isOK());
+    EXPECT_EQ("warning", level);
+
+    uint32_t facility = 99;
+    EXPECT_TRUE(_target->get_logging_facility(facility).isOK());
+    EXPECT_EQ(0u, facility);
+    EXPECT_TRUE(_target->set_logging_facility(23).isOK());
+    EXPECT_TRUE(_target->get_logging_facility(facility).isOK());
+    EXPECT_EQ(23u, facility);
+}
+
+TEST_F(TargetTest, ModulesFollowBirthsAndDeaths)
+{
+    EXPECT_TRUE(_target->modules().empty());
+    EXPECT_TRUE(_target->finder_event_observer_0_1_xrl_target_birth(
+                    "fea", "fea-1@127.0.0.1").isOK());
+    EXPECT_TRUE(_target->finder_event_observer_0_1_xrl_target_birth(
+                    "fea", "fea-2@127.0.0.1").isOK());
+    EXPECT_TRUE(_target->finder_event_observer_0_1_xrl_target_birth(
+                    "not_in_table", "x@127.0.0.1").isOK());
+    EXPECT_EQ((std::set<string>{"fea", "not_in_table"}), _target->modules());
+
+    // One death removes the class, whatever instances remain.
+    EXPECT_TRUE(_target->finder_event_observer_0_1_xrl_target_death(
+                    "fea", "fea-1@127.0.0.1").isOK());
+    EXPECT_TRUE(_target->finder_event_observer_0_1_xrl_target_death(
+                    "rib", "rib-1@127.0.0.1").isOK());
+    EXPECT_EQ((std::set<string>{"not_in_table"}), _target->modules());
+}
+
+} // namespace
+} // namespace daemon_test
