@@ -39,7 +39,7 @@ show_accounts
 echo
 echo "== Refused: a default user, and a password that would split the line"
 demo_call "delete_user?user:txt=admin&user_class:txt=super-user"
-demo_call "set_encrypted_password?user:txt=chief&password:txt=x%0Aroot%3A%3A0"
+demo_call "set_encrypted_password?user:txt=chief&password:txt=x%0Aroot"
 
 echo
 echo "== Command lines the account operations ran"
