@@ -28,6 +28,18 @@ WireConn::~WireConn()
 {
     if (is_open()) {
 	ErrnoSaver es;
+	// Queued output (such as the answer to a shutdown request, written
+	// in the loop's last turn) goes out before the socket closes.
+	while (_out_off < _out.size()) {
+	    ssize_t n = ::send(_fd, _out.data() + _out_off,
+			       _out.size() - _out_off,
+			       MSG_NOSIGNAL | MSG_DONTWAIT);
+	    if (n < 0 && errno == EINTR)
+		continue;
+	    if (n <= 0)
+		break;
+	    _out_off += static_cast<size_t>(n);
+	}
 	_eventloop.remove_ioevent_cb(_fd, IOT_ANY);
 	::close(_fd);
 	_fd = -1;

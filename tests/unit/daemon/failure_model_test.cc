@@ -56,12 +56,12 @@ TEST_F(FailureModelTest, WorkingCommandsAfterErrnoLeftSetFail)
         EXPECT_NE(string::npos, e.str().find(" of login_main.cc: Permission denied"));
     }
     // The rules changed all the same, and the new limit is remembered.
+    EXPECT_EQ(4u, journal().size());
     vector<string> expected = {
         ssh_update(10), ssh_set(), telnet_update(20), telnet_set(),
         ssh_connection(15),
     };
     EXPECT_EQ(expected, input_chain());
-    EXPECT_EQ(4u, journal().size());
 
     clear_journal();
     errno = 0;

@@ -84,12 +84,12 @@ TEST_F(TargetTest, PlainFormsAlwaysSucceed)
 
 TEST_F(TargetTest, ReasonFollowsTheFixedText)
 {
-    XrlCmdError e = _target->set_encrypted_password("", "x");
-    if (!e.isOK()) {
-        EXPECT_EQ(COMMAND_FAILED, e.error_code());
-        EXPECT_EQ(0u, e.note().find("Set password failed, "));
-        EXPECT_LT(string("Set password failed, ").size(), e.note().size());
-    }
+    expect_failed(_target->set_encrypted_password("", "x"),
+                  "Set password failed, User is an empty string");
+    expect_failed(_target->set_password_locked("", "x"),
+                  "Set password failed, User is an empty string");
+    expect_failed(_target->set_user_class("", "admin"),
+                  "Set user class failed, User is an empty string");
 }
 
 TEST_F(TargetTest, HostNameChecks)
