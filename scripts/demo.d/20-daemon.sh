@@ -45,3 +45,19 @@ echo
 echo "== A refused host name (a blank in it): call_xrl exits 3"
 echo "\$ call_xrl \"finder://login/login/0.1/set_hostname?hostname:txt=my+switch\""
 call_xrl "finder://login/login/0.1/set_hostname?hostname:txt=my+switch" || echo "(exit status $?)"
+
+# For the demo's clean-up: asks the daemon to stop, waits for it, stops the
+# finder. (Everything left running also ends with the demo's sandbox.)
+daemon_demo_stop() {
+    local pid
+    pid=$(cat /tmp/login.pid 2>/dev/null) || pid=""
+    if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then
+        echo "\$ call_xrl finder://login/common/0.1/shutdown"
+        call_xrl "finder://login/common/0.1/shutdown"
+        wait "$pid" 2>/dev/null
+        echo "(login exited with status $?)"
+    fi
+    pid=$(cat /tmp/xorp_finder.pid 2>/dev/null) || pid=""
+    [ -n "$pid" ] && kill "$pid" 2>/dev/null
+    return 0
+}
