@@ -1,0 +1,144 @@
+#!/bin/bash
+# Outside the sandbox: a run that adds a user, renames the host and adds
+# firewall rules leaves the machine exactly as it was (account files, host
+# name, firewall, mounts, namespaces, processes), also when the sandbox is
+# killed with SIGKILL in the middle of its run; --keep leaves the written
+# files; exit statuses and refusals are as documented.
+#
+# usage: outside.sh SANDBOX  (the path of scripts/sandbox)
+# The firewall is read without iptables: the kernel's table lists and, when
+# nft is installed, `nft list ruleset`.
+source "$(dirname "$0")/assert.sh"
+sandbox=$1
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+snapshot() {
+  local dir=$scratch/$1
+  mkdir -p "$dir"
+  cp /etc/passwd /etc/shadow /etc/group /etc/gshadow /etc/hosts "$dir/"
+  uname -n >"$dir/hostname"
+  cat /proc/net/ip_tables_names /proc/net/ip6_tables_names >"$dir/tables" 2>&1
+  if command -v nft >/dev/null; then nft list ruleset >"$dir/nft" 2>&1; fi
+  sort /proc/self/mountinfo >"$dir/mounts"
+  ls -A /run/netns >"$dir/netns" 2>/dev/null || true
+}
+
+# compare NAME: the machine now matches snapshot "before".
+compare() {
+  snapshot after
+  local file
+  for file in passwd shadow group gshadow hosts hostname tables nft mounts netns; do
+    [[ -e $scratch/before/$file ]] || continue
+    check "$1: $file unchanged" cmp -s "$scratch/before/$file" "$scratch/after/$file"
+  done
+  rm -rf "$scratch/after"
+}
+
+# leftovers TOKEN: prints every process of the run that still exists: those
+# whose command line or environment holds TOKEN. A namespace outlives its
+# run only through such a process or through a mount (see compare).
+leftovers() {
+  local proc words
+  for proc in /proc/[0-9]*; do
+    mapfile -d "" -t words 2>/dev/null <"$proc/environ" || continue
+    if [[ " ${words[*]} " == *" TOKEN=$1 "* ]]; then
+      echo "process ${proc#/proc/}"
+      continue
+    fi
+    mapfile -d "" -t words 2>/dev/null <"$proc/cmdline" || continue
+    [[ ${words[*]} == *"$1"* ]] && echo "process ${proc#/proc/}: ${words[*]}"
+  done
+}
+
+# no_trace NAME: nothing of the run with $token is left, once the kernel has
+# finished tearing it down.
+no_trace() {
+  nothing_left() { [[ -z $(leftovers "$token") ]]; }
+  wait_until 30 nothing_left
+  check_eq "$1: no process of the run is left" "" "$(leftovers "$token")"
+}
+
+# The run's changes; starts a marked process and the agent, then prints
+# READY.
+changes='
+  addgroup -q bob
+  useradd -d /tmp/home/bob -l -m -s /usr/bin/velash_pty.sh -G xorp -g bob bob
+  echo "127.0.1.1 sw-sandbox" >>/etc/hosts
+  hostname sw-sandbox
+  iptables -I INPUT -p tcp --dport 23 -m state --state NEW -m recent --set --name TELNET
+  iptables -A INPUT -p tcp --dport 8080 -j DROP
+  ip6tables -A INPUT -p tcp --dport 8080 -j DROP
+  iptables-legacy -A INPUT -p udp --dport 161 -j DROP
+  bash -c "exec -a probe-$TOKEN sleep 1000" &
+  /vela/bin/vela_sh_remote &
+  echo READY'
+
+# wait_until SECONDS CMD...: polls CMD; false if it never held.
+wait_until() {
+  local end=$((SECONDS + $1))
+  shift
+  until "$@"; do
+    ((SECONDS < end)) || return 1
+    sleep 0.1
+  done
+}
+
+snapshot before
+
+# 1. A run that ends by itself.
+token=done-$$-$RANDOM
+TOKEN=$token "$sandbox" -- bash -c "$changes" >"$scratch/out1" 2>&1
+check_eq "a run that ends: exit status 0" "0" "$?"
+check "a run that ends: it made its changes" grep -q READY "$scratch/out1"
+compare "a run that ends"
+no_trace "a run that ends"
+
+# 2. A run whose sandbox script is killed with SIGKILL mid-run.
+token=kill-$$-$RANDOM
+TOKEN=$token "$sandbox" -- bash -c "$changes; sleep 1000" >"$scratch/out2" 2>&1 &
+pid=$!
+check "a killed run: it made its changes" wait_until 60 grep -q READY "$scratch/out2"
+kill -9 "$pid"
+wait "$pid" 2>/dev/null
+compare "a killed run"
+no_trace "a killed run"
+
+# 3. --keep leaves only what the run wrote, whiteouts included.
+keep=$scratch/kept/layer
+"$sandbox" --keep "$keep" -- bash -c '
+  useradd -m -d /tmp/home/kim kim
+  echo on >/tmp/system/flag
+  rm /etc/motd' >"$scratch/out3" 2>&1
+check_eq "--keep: exit status 0" "0" "$?"
+check "--keep: the changed passwd is kept" grep -q '^kim:' "$keep/etc/passwd"
+check "--keep: the new home folder is kept" test -d "$keep/tmp/home/kim"
+check_eq "--keep: a new file is kept" "on" "$(cat "$keep/tmp/system/flag" 2>&1)"
+check "--keep: a removed file is kept as a whiteout" test -c "$keep/etc/motd"
+check_not "--keep: nothing the run did not write" test -e "$keep/vela"
+check_not "--keep: the machine's passwd is untouched" grep -q '^kim:' /etc/passwd
+check_eq "--keep: no work folder is left beside it" "layer" "$(ls -A "$scratch/kept")"
+check "--keep: the folder is named on stderr" grep -q "kept in $keep" "$scratch/out3"
+
+out=$("$sandbox" --keep "$keep" -- echo RAN 2>&1)
+check_eq "--keep with a used folder is refused with 125" "125" "$?"
+check_not "--keep with a used folder: the command does not run" grep -q RAN <<<"$out"
+check "--keep with a used folder: the refusal says why" grep -q "not empty" <<<"$out"
+
+# 4. Exit statuses.
+"$sandbox" -- sh -c 'exit 42'
+check_eq "the command's exit status is the sandbox's" "42" "$?"
+"$sandbox" -- sh -c 'kill -9 $$'
+check_eq "a command killed by a signal gives 128+signal" "137" "$?"
+"$sandbox" -- /no/such/program 2>/dev/null
+check_eq "a missing command gives 127" "127" "$?"
+
+# 5. Refusal without root; the script is read from stdin as nobody may not
+# be able to read the tree.
+out=$(setpriv --reuid=65534 --regid=65534 --clear-groups bash -s -- -- true \
+      <"$sandbox" 2>&1)
+check_eq "not root: refused with 125" "125" "$?"
+check "not root: the refusal says why" grep -q "must run as root" <<<"$out"
+
+compare "after all runs"
+finish
