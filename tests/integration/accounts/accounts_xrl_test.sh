@@ -225,6 +225,17 @@ case "$err" in
 esac
 expect_eq "create without a shell made nothing" none "$(account late)"
 
+# --- Without the group xorp nobody counts as a super-user: nothing runs,
+# and the daemon logs why.
+ok "create boss" "create_user?user:txt=boss&user_class:txt=super-user"
+groupdel xorp || fail "groupdel xorp"
+forget_commands
+ok "delete class without xorp" "delete_user_class?user:txt=boss&user_class:txt=super-user"
+ok "read-only without xorp" "set_user_class?user:txt=boss&user_class:txt=read-only"
+expect_eq "without xorp nothing runs" "" "$(commands)"
+expect_eq "error lines without xorp" 2 \
+    "$(grep -c 'ERROR .*login_main.cc is_user_in_xorp_group Group "xorp" does not exist on this system.' /tmp/login.log)"
+
 call_xrl "$COMMON_XRL/shutdown" >/dev/null
 wait $LOGIN_PID
 kill $FINDER_PID
