@@ -9,6 +9,9 @@
 
 #include "libxipc/xrl_wire.hh"
 
+std::vector<WireConn*> WireConn::_deferred_list;
+int WireConn::_input_depth = 0;
+
 namespace {
 // Room kept free in the input buffer before each read.
 const size_t kReadChunk = 256 * 1024;
@@ -19,13 +22,18 @@ WireConn::WireConn(EventLoop& e, int fd, WireConnHandler& h)
       _read_cb(callback(this, &WireConn::read_ready)),
       _write_cb(callback(this, &WireConn::write_ready)),
       _reading(false), _writing(false), _close_when_flushed(false),
-      _in(kReadChunk), _in_start(0), _in_end(0), _out_off(0), _user(0)
+      _in(kReadChunk), _in_start(0), _in_end(0), _out_off(0), _user(0), _deferred(false)
 {
     _reading = _eventloop.add_ioevent_cb(_fd, IOT_READ, _read_cb);
 }
 
 WireConn::~WireConn()
 {
+    if (_deferred) {
+	for (WireConn*& c : _deferred_list)
+	    if (c == this)
+		c = NULL;
+    }
     if (is_open()) {
 	ErrnoSaver es;
 	// Queued output (such as the answer to a shutdown request, written
@@ -55,9 +63,30 @@ WireConn::flush()
 	close("peer does not read its messages");
 	return;
     }
-    if (_writing || _out.size() == _out_off)
+    if (_out.size() == _out_off)
 	return;
-    _writing = _eventloop.add_ioevent_cb(_fd, IOT_WRITE, _write_cb);
+    // The write callback also covers a handler that turns the loop itself.
+    if (!_writing)
+	_writing = _eventloop.add_ioevent_cb(_fd, IOT_WRITE, _write_cb);
+    if (_input_depth > 0 && !_deferred) {
+	_deferred = true;
+	_deferred_list.push_back(this);
+    }
+}
+
+void
+WireConn::flush_deferred()
+{
+    // Entries may be added while writing (a close calls a handler).
+    for (size_t i = 0; i < _deferred_list.size(); i++) {
+	WireConn* c = _deferred_list[i];
+	if (c == NULL)
+	    continue;
+	c->_deferred = false;
+	if (c->is_open())
+	    c->write_now();
+    }
+    _deferred_list.clear();
 }
 
 void
@@ -81,6 +110,12 @@ WireConn::close(const char* why)
     }
     _fd = -1;
     _reading = _writing = false;
+    if (_deferred) {
+	for (WireConn*& c : _deferred_list)
+	    if (c == this)
+		c = NULL;
+	_deferred = false;
+    }
     _out.clear();
     _out_off = 0;
     _in_start = _in_end = 0;
@@ -125,7 +160,10 @@ WireConn::read_ready(int, IoEventType)
 	return;
     }
     _in_end += static_cast<size_t>(n);
+    _input_depth++;
     process_input();
+    if (--_input_depth == 0)
+	flush_deferred();
 }
 
 void
@@ -165,9 +203,14 @@ WireConn::process_input()
 void
 WireConn::write_ready(int, IoEventType)
 {
+    if (is_open())
+	write_now();
+}
+
+void
+WireConn::write_now()
+{
     ErrnoSaver es;
-    if (!is_open())
-	return;
     while (_out_off < _out.size()) {
 	ssize_t n = ::send(_fd, _out.data() + _out_off, _out.size() - _out_off,
 			   MSG_NOSIGNAL);
@@ -175,7 +218,7 @@ WireConn::write_ready(int, IoEventType)
 	    if (errno == EINTR)
 		continue;
 	    if (errno == EAGAIN || errno == EWOULDBLOCK)
-		return;		// still registered for writing
+		return;		// the write callback is registered
 	    close(strerror(errno));
 	    return;
 	}
@@ -183,8 +226,10 @@ WireConn::write_ready(int, IoEventType)
     }
     _out.clear();		// keeps its capacity for the next turn
     _out_off = 0;
-    _eventloop.remove_ioevent_cb(_fd, IOT_WRITE);
-    _writing = false;
+    if (_writing) {
+	_eventloop.remove_ioevent_cb(_fd, IOT_WRITE);
+	_writing = false;
+    }
     if (_close_when_flushed)
 	close("closed by this end");
 }

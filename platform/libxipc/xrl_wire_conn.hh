@@ -45,7 +45,9 @@ public:
     ~WireConn();
 
     // Frames are appended here (xrlwire::FrameWriter), then flush() asks
-    // for a write on the next loop turn.
+    // for a write: at the end of the input being processed when called
+    // while a WireConn handles its input (a batch of answers leaves in one
+    // write, without waiting for another turn), else on the next turn.
     std::string& out() { return _out; }
     void flush();
 
@@ -72,6 +74,8 @@ private:
     void write_ready(int fd, IoEventType t);
     void process_input();
     void stop_reading();
+    void write_now();
+    static void flush_deferred();
 
     EventLoop&		_eventloop;
     int			_fd;
@@ -88,6 +92,11 @@ private:
     std::string		_out;		// [_out_off, size) still to write
     size_t		_out_off;
     void*		_user;
+    bool		_deferred;	// in the list written after the input
+
+    // Connections to write once the input being processed is done.
+    static std::vector<WireConn*> _deferred_list;
+    static int _input_depth;
 };
 
 #endif // __LIBXIPC_XRL_WIRE_CONN_HH__
