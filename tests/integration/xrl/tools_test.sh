@@ -1,0 +1,82 @@
+#!/bin/bash
+# xorp_finder, call_xrl, xrl_peer and a generated target as processes:
+# printed answers, exit statuses, error lines, the peer's log.
+# Usage: tools_test.sh DIR   (DIR holds xrltest_target)
+set -u
+bindir=$1
+. "$(dirname "$0")/lib.sh"
+cd /tmp
+
+# Before there is a finder.
+XORP_FINDER_CONNECT_TIMEOUT_MS=300 call_xrl finder://finder/common/0.1/get_status 2>/dev/null
+expect_eq "no finder" 1 $?
+call_xrl 'finder://login/no-version-here' 2>/tmp/err
+expect_eq "bad syntax" 255 $?
+expect_contains "bad syntax message" "Bad XRL syntax: finder://login/no-version-here" "$(cat /tmp/err)"
+
+start_finder
+expect_eq "finder status" "status:u32=3&reason:txt=Ready" \
+    "$(call_xrl finder://finder/common/0.1/get_status)"
+
+# A target built on a generated base.
+"$bindir/xrltest_target" &
+target_pid=$!
+wait_for 'call_xrl finder://xrltest/common/0.1/get_version >/dev/null 2>&1'
+expect_eq "return values" "status:u32=3&reason:txt=Running+%26+well" \
+    "$(call_xrl finder://xrltest/common/0.1/get_status)"
+expect_eq "two XRLs, two lines" $'name:txt=xrltest\nversion:txt=0.1' \
+    "$(call_xrl finder://xrltest/common/0.1/get_target_name xrltest/common/0.1/get_version)"
+call_xrl finder://xrltest/common/0.1/reboot 2>/tmp/err
+expect_eq "unknown method" 255 $?
+expect_contains "unknown method message" "Failed.  Reason: 201 Resolve failed" "$(cat /tmp/err)"
+call_xrl finder://nobody/common/0.1/get_status 2>/tmp/err
+expect_eq "unknown target" 255 $?
+call_xrl 'finder://xrltest/common/0.1/get_status?extra:u32=1' 2>/tmp/err
+expect_eq "bad arguments" 3 $?
+expect_contains "bad arguments message" "Failed.  Reason: 101 Bad argument(s)" "$(cat /tmp/err)"
+expect_contains "bad arguments names the XRL" '("finder://xrltest/common/0.1/get_status?extra:u32=1")' "$(cat /tmp/err)"
+
+# The peer answers anything, fails what it is told to, logs every call.
+start_peer card_manager --log /tmp/cm.log \
+    --fail 'register_card_state=card manager is busy' \
+    --fail 'log/0.1/set_logging_level=no such level'
+reg='finder://card_manager/card_manager/0.1/register_card_state?states:list=:u32=8,:u32=10&instance:txt=a b'
+out=$(call_xrl "$reg" 2>/tmp/err)
+expect_eq "failing method exit" 3 $?
+expect_eq "failing method stdout" "" "$out"
+expect_eq "failing method line" \
+    'Failed.  Reason: 102 Command failed card manager is busy ("finder://card_manager/card_manager/0.1/register_card_state?states:list=:u32=8,:u32=10&instance:txt=a+b")' \
+    "$(cat /tmp/err)"
+call_xrl 'finder://card_manager/log/0.1/set_logging_level?level:txt=info' 2>/dev/null
+expect_eq "failing full command" 3 $?
+call_xrl 'finder://card_manager/other/0.1/set_logging_level?level:txt=info'
+expect_eq "same method, other interface" 0 $?
+call_xrl "$peer_instance/log/0.1/set_logging_facility?facility:u32=17"
+expect_eq "by instance name" 0 $?
+expect_eq "peer log" "finder://card_manager/card_manager/0.1/register_card_state?states:list=:u32=8,:u32=10&instance:txt=a+b
+finder://card_manager/log/0.1/set_logging_level?level:txt=info
+finder://card_manager/other/0.1/set_logging_level?level:txt=info
+finder://card_manager/log/0.1/set_logging_facility?facility:u32=17" "$(cat /tmp/cm.log)"
+
+# A target that does not answer in time; then one that appears during retries.
+kill -STOP "$peer_pid"
+call_xrl -w 1 finder://card_manager/common/0.1/get_status 2>/tmp/err
+expect_eq "no answer in time" 255 $?
+expect_contains "timeout message" "211 Reply timed out" "$(cat /tmp/err)"
+kill -CONT "$peer_pid"
+(sleep 0.5; exec xrl_peer --class late >/dev/null) &
+call_xrl -r 8 finder://late/common/0.1/get_status
+expect_eq "resolved on a retry" 0 $?
+
+# The generated target stops when told to, after answering.
+call_xrl finder://xrltest/common/0.1/shutdown
+expect_eq "shutdown answered" 0 $?
+wait "$target_pid"
+expect_eq "target exit status" 0 $?
+
+# The finder stops; call_xrl cannot reach it.
+kill "$finder_pid"
+wait "$finder_pid"
+XORP_FINDER_CONNECT_TIMEOUT_MS=300 call_xrl finder://card_manager/common/0.1/get_status 2>/dev/null
+expect_eq "finder gone" 1 $?
+finish
