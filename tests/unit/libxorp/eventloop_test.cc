@@ -1,0 +1,148 @@
+#include "libxorp/eventloop.hh"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct Events {
+    std::vector<std::string> seen;
+    EventLoop* loop = nullptr;
+    bool remove_self = false;
+
+    void on_io(int fd, IoEventType type, std::string name) {
+        char buf[64];
+        if (type == IOT_READ)
+            (void)!read(fd, buf, sizeof(buf));
+        seen.push_back(name);
+        if (remove_self)
+            loop->remove_ioevent_cb(fd, type);
+    }
+    void on_timer(std::string name) { seen.push_back(name); }
+};
+
+class EventLoopTest : public ::testing::Test {
+protected:
+    EventLoopTest() : loop(&clock) {
+        ev.loop = &loop;
+        EXPECT_EQ(0, pipe(a));
+        EXPECT_EQ(0, pipe(b));
+    }
+    ~EventLoopTest() override {
+        for (int fd : {a[0], a[1], b[0], b[1]})
+            close(fd);
+    }
+
+    VirtualClock clock;
+    EventLoop loop;
+    Events ev;
+    int a[2];
+    int b[2];
+};
+
+TEST_F(EventLoopTest, ReadableDescriptorWakesTheLoop)
+{
+    ASSERT_TRUE(loop.add_ioevent_cb(a[0], IOT_READ,
+                                    callback(&ev, &Events::on_io, std::string("a"))));
+    EXPECT_FALSE(loop.add_ioevent_cb(a[0], IOT_READ,
+                                     callback(&ev, &Events::on_io, std::string("dup"))));
+    ASSERT_EQ(1, write(a[1], "x", 1));
+    loop.run();  // would block for ever if the pipe were not seen
+    EXPECT_EQ((std::vector<std::string>{"a"}), ev.seen);
+
+    EXPECT_TRUE(loop.remove_ioevent_cb(a[0], IOT_READ));
+    EXPECT_FALSE(loop.remove_ioevent_cb(a[0], IOT_READ));
+    EXPECT_EQ(0u, loop.descriptor_count());
+}
+
+TEST_F(EventLoopTest, ReadyDescriptorsServedByPriorityAndRemovalHolds)
+{
+    ASSERT_TRUE(loop.add_ioevent_cb(a[0], IOT_READ,
+                                    callback(&ev, &Events::on_io, std::string("a")), 6));
+    ASSERT_TRUE(loop.add_ioevent_cb(b[0], IOT_READ,
+                                    callback(&ev, &Events::on_io, std::string("b")), 1));
+    ASSERT_TRUE(loop.add_ioevent_cb(b[1], IOT_WRITE,
+                                    callback(&ev, &Events::on_io, std::string("b-writable"))));
+    ev.remove_self = true;
+    ASSERT_EQ(1, write(a[1], "x", 1));
+    ASSERT_EQ(1, write(b[1], "y", 1));
+    loop.run();
+    EXPECT_EQ((std::vector<std::string>{"b", "b-writable", "a"}), ev.seen);
+
+    // Every callback removed itself: more data calls nobody.
+    ASSERT_EQ(1, write(a[1], "x", 1));
+    loop.new_oneoff_after(TimeVal(1, 0), callback(&ev, &Events::on_timer, std::string("t")));
+    XorpTimer keep = loop.new_oneoff_after(
+        TimeVal(1, 0), callback(&ev, &Events::on_timer, std::string("t")));
+    loop.run();
+    EXPECT_EQ((std::vector<std::string>{"b", "b-writable", "a", "t"}), ev.seen);
+}
+
+TEST_F(EventLoopTest, OneExpiredTimerPerRunHighestPriorityFirst)
+{
+    XorpTimer t4 = loop.new_oneoff_after(
+        TimeVal(1, 0), callback(&ev, &Events::on_timer, std::string("prio4")));
+    XorpTimer t2 = loop.new_oneoff_after(
+        TimeVal(1, 0), callback(&ev, &Events::on_timer, std::string("prio2")), 2);
+    clock.advance(TimeVal(2, 0));
+    loop.run();
+    EXPECT_EQ((std::vector<std::string>{"prio2"}), ev.seen);
+    loop.run();
+    EXPECT_EQ((std::vector<std::string>{"prio2", "prio4"}), ev.seen);
+}
+
+TEST_F(EventLoopTest, IdleLoopSleepsUntilTheNextTimer)
+{
+    // Under the virtual clock the wait for a far timer costs no real time.
+    XorpTimer t = loop.new_oneoff_after(
+        TimeVal(3600, 0), callback(&ev, &Events::on_timer, std::string("hour")));
+    TimeVal start = clock.now();
+    loop.run();
+    EXPECT_EQ((std::vector<std::string>{"hour"}), ev.seen);
+    EXPECT_EQ(start + TimeVal(3600, 0), clock.now());
+}
+
+struct ErrnoAtCallback {
+    std::vector<int> seen;
+    void on_io(int fd, IoEventType) {
+        seen.push_back(errno);
+        char c;
+        (void)!read(fd, &c, 1);
+        errno = EIO;  // left behind for the next turn
+    }
+    void on_timer() { seen.push_back(errno); }
+};
+
+TEST_F(EventLoopTest, ErrnoIsZeroAtEveryCallback)
+{
+    ErrnoAtCallback probe;
+    ASSERT_TRUE(loop.add_ioevent_cb(a[0], IOT_READ, callback(&probe, &ErrnoAtCallback::on_io)));
+    XorpTimer t = loop.new_oneoff_after(TimeVal(1, 0),
+                                        callback(&probe, &ErrnoAtCallback::on_timer));
+    ASSERT_EQ(1, write(a[1], "x", 1));
+    errno = EBADF;
+    loop.run();  // the descriptor
+    loop.run();  // the timer, after the descriptor callback left EIO
+    EXPECT_EQ((std::vector<int>{0, 0}), probe.seen);
+}
+
+TEST(EventLoopSystemClock, UsesRealTimeForTimers)
+{
+    EventLoop loop;
+    Events ev;
+    XorpTimer t = loop.new_oneoff_after_ms(
+        5, callback(&ev, &Events::on_timer, std::string("soon")));
+    for (int i = 0; i < 100 && ev.seen.empty(); i++)
+        loop.run();
+    EXPECT_EQ((std::vector<std::string>{"soon"}), ev.seen);
+    TimeVal now;
+    loop.current_time(now);
+    EXPECT_GE(now, t.expiry());
+}
+
+}  // namespace

@@ -1,0 +1,203 @@
+#include "libxorp/xlog.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Sink {
+    std::vector<std::string> lines;
+    std::vector<int> levels;
+    int answer = 0;
+};
+
+int collect(void* obj, xlog_level_t level, const char* msg)
+{
+    Sink* s = static_cast<Sink*>(obj);
+    s->lines.push_back(msg);
+    s->levels.push_back(level);
+    return s->answer;
+}
+
+const char kWhere[] = "+120 login_main.cc set_ssh_connection_limit";
+const std::string kTime = R"(\d{4}/\d{2}/\d{2} \d{2}:\d{2}:\d{2}\.\d{1,6})";
+
+class XlogTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        xlog_exit();
+        ASSERT_EQ(0, xlog_init("/usr/sbin/login", nullptr));
+        ASSERT_EQ(0, xlog_add_output_func(collect, &sink));
+    }
+    void TearDown() override { xlog_exit(); }
+
+    static bool matches(const std::string& line, const std::string& re) {
+        return std::regex_match(line, std::regex(re));
+    }
+
+    Sink sink;
+};
+
+TEST_F(XlogTest, LowVerbosityLineCarriesPositionPrefixBeforeMessage)
+{
+    xlog_set_verbose(XLOG_VERBOSE_LOW);
+    ASSERT_EQ(0, xlog_start());
+    xlog_info("LOGIN", kWhere, "%s\n", "Success");
+    xlog_warning("LOGIN", kWhere, "Open %s error.", "/etc/motd");
+    xlog_error("LOGIN", "", "no prefix");
+    ASSERT_EQ(3u, sink.lines.size());
+    EXPECT_TRUE(matches(sink.lines[0], R"(\[ )" + kTime +
+                                           R"( INFO login LOGIN \] \+120 login_main\.cc )"
+                                           R"(set_ssh_connection_limit Success\n)"))
+        << sink.lines[0];
+    EXPECT_TRUE(matches(sink.lines[1], R"(\[ )" + kTime +
+                                           R"( WARNING login LOGIN \] \+120 login_main\.cc )"
+                                           R"(set_ssh_connection_limit Open /etc/motd error\.\n)"))
+        << sink.lines[1];
+    EXPECT_TRUE(matches(sink.lines[2], R"(\[ )" + kTime + R"( ERROR login LOGIN \] no prefix\n)"))
+        << sink.lines[2];
+    EXPECT_EQ((std::vector<int>{XLOG_LEVEL_INFO, XLOG_LEVEL_WARNING, XLOG_LEVEL_ERROR}),
+              sink.levels);
+}
+
+TEST_F(XlogTest, FatalIsHighVerbosityAndReturns)
+{
+    ASSERT_EQ(0, xlog_start());
+    xlog_fatal("LOGIN", "+185 login_main.cc main", "LoginException: %s", "why");
+    bool returned = true;  // reached only because xlog_fatal comes back
+    EXPECT_TRUE(returned);
+    ASSERT_EQ(1u, sink.lines.size());
+    // An empty preamble leaves a double blank, as XORP does.
+    std::string pid = std::to_string(getpid());
+    EXPECT_TRUE(matches(sink.lines[0], R"(\[ )" + kTime + "  FATAL login:" + pid +
+                                           R"( LOGIN \+185 login_main\.cc main \] )"
+                                           R"(LoginException: why\n)"))
+        << sink.lines[0];
+}
+
+TEST_F(XlogTest, MediumVerbosityShowsPreamble)
+{
+    xlog_set_preamble("PRE");
+    xlog_set_verbose(XLOG_VERBOSE_MEDIUM);
+    ASSERT_EQ(0, xlog_start());
+    xlog_info("LOGIN", kWhere, "m");
+    ASSERT_EQ(1u, sink.lines.size());
+    EXPECT_TRUE(matches(sink.lines[0], R"(\[ )" + kTime +
+                                           R"( PRE INFO login LOGIN \] \+120 \S+ \S+ m\n)"))
+        << sink.lines[0];
+}
+
+TEST_F(XlogTest, EnableDisableAndQueryEveryLevel)
+{
+    ASSERT_EQ(0, xlog_start());
+    for (int l = 0; l <= 6; l++)
+        EXPECT_EQ(1, xlog_get_level_enabled(l)) << l;
+
+    // "warning": 0..2 on, 3..4 off, as the daemon sets a level word.
+    for (int l = 3; l <= 4; l++)
+        EXPECT_EQ(0, xlog_disable(l));
+    EXPECT_EQ(1, xlog_get_level_enabled(2));
+    EXPECT_EQ(0, xlog_get_level_enabled(3));
+    EXPECT_EQ(0, xlog_get_level_enabled(4));
+    xlog_info("LOGIN", kWhere, "dropped");
+    xlog_warning("LOGIN", kWhere, "kept");
+    ASSERT_EQ(1u, sink.lines.size());
+    EXPECT_NE(std::string::npos, sink.lines[0].find("kept"));
+
+    EXPECT_EQ(0, xlog_disable(1));
+    EXPECT_EQ(0, xlog_disable(5));
+    EXPECT_EQ(0, xlog_disable(6));
+    EXPECT_EQ(0, xlog_get_level_enabled(6));
+    EXPECT_EQ(0, xlog_enable(6));
+    EXPECT_EQ(1, xlog_get_level_enabled(6));
+    xlog_error("LOGIN", kWhere, "dropped");
+    EXPECT_EQ(0, xlog_enable(3));
+    xlog_info("LOGIN", kWhere, "back");
+    ASSERT_EQ(2u, sink.lines.size());
+    EXPECT_NE(std::string::npos, sink.lines[1].find("back"));
+
+    // Fatal cannot be switched off; numbers outside 0..6 are refused.
+    EXPECT_EQ(-1, xlog_disable(0));
+    EXPECT_EQ(1, xlog_get_level_enabled(0));
+    xlog_fatal("LOGIN", kWhere, "still");
+    EXPECT_EQ(3u, sink.lines.size());
+    EXPECT_EQ(-1, xlog_enable(7));
+    EXPECT_EQ(-1, xlog_disable(-1));
+    EXPECT_EQ(0, xlog_get_level_enabled(7));
+    EXPECT_EQ(0, xlog_get_level_enabled(-1));
+}
+
+TEST_F(XlogTest, NothingWrittenOutsideStartAndStop)
+{
+    xlog_error("LOGIN", kWhere, "before start");
+    EXPECT_EQ(-1, xlog_stop());
+    ASSERT_EQ(0, xlog_start());
+    EXPECT_EQ(-1, xlog_start());
+    xlog_error("LOGIN", kWhere, "running");
+    ASSERT_EQ(0, xlog_stop());
+    xlog_error("LOGIN", kWhere, "after stop");
+    ASSERT_EQ(0, xlog_exit());
+    xlog_fatal("LOGIN", kWhere, "after exit");
+    ASSERT_EQ(1u, sink.lines.size());
+    EXPECT_NE(std::string::npos, sink.lines[0].find("running"));
+
+    // After exit: no levels, no outputs, and a fresh init is possible.
+    EXPECT_EQ(0, xlog_get_level_enabled(1));
+    EXPECT_EQ(-1, xlog_start());
+    ASSERT_EQ(0, xlog_init("again", nullptr));
+    EXPECT_EQ(-1, xlog_init("twice", nullptr));
+    ASSERT_EQ(0, xlog_start());
+    xlog_error("LOGIN", kWhere, "no output any more");
+    EXPECT_EQ(1u, sink.lines.size());
+}
+
+TEST_F(XlogTest, StreamOutputsAndFailingFunctions)
+{
+    FILE* fp = tmpfile();
+    ASSERT_NE(nullptr, fp);
+    ASSERT_EQ(0, xlog_add_output(fp));
+    sink.answer = -1;  // the function output removes itself after one line
+    ASSERT_EQ(0, xlog_start());
+    xlog_info("LOGIN", kWhere, "one");
+    xlog_info("LOGIN", kWhere, "two\n");
+    EXPECT_EQ(1u, sink.lines.size());
+
+    rewind(fp);
+    char buf[512];
+    std::vector<std::string> got;
+    while (fgets(buf, sizeof(buf), fp) != nullptr)
+        got.push_back(buf);
+    ASSERT_EQ(2u, got.size());  // one newline per line, never two
+    EXPECT_NE(std::string::npos, got[0].find("set_ssh_connection_limit one\n"));
+    EXPECT_NE(std::string::npos, got[1].find("set_ssh_connection_limit two\n"));
+    EXPECT_EQ(0, xlog_remove_output(fp));
+    EXPECT_EQ(-1, xlog_remove_output(fp));
+    fclose(fp);
+}
+
+TEST_F(XlogTest, FacilityAcceptsSyslogCodesOnly)
+{
+    EXPECT_EQ(0, xlog_set_facility(16));  // local0
+    EXPECT_EQ(16u, xlog_get_facility());
+    EXPECT_EQ(0, xlog_set_facility(0));
+    EXPECT_EQ(0, xlog_set_facility(23));
+    EXPECT_EQ(-1, xlog_set_facility(24));
+    EXPECT_EQ(-1, xlog_set_facility(128));
+    EXPECT_EQ(23u, xlog_get_facility());
+}
+
+TEST_F(XlogTest, LoggingLeavesErrnoAlone)
+{
+    ASSERT_EQ(0, xlog_start());
+    errno = EACCES;
+    xlog_error("LOGIN", kWhere, "x");
+    EXPECT_EQ(EACCES, errno);
+}
+
+}  // namespace

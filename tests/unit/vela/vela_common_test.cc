@@ -1,0 +1,79 @@
+#include "vela/vela_common.hh"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+class VelaTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char dir[] = "/tmp/vela_test.XXXXXX";
+        ASSERT_NE(nullptr, mkdtemp(dir));
+        _dir = dir;
+        _log = _dir + "/vela_common.log";
+        setenv("VELA_COMMON_LOG", _log.c_str(), 1);
+    }
+    void TearDown() override {
+        unsetenv("VELA_COMMON_LOG");
+        std::remove(_log.c_str());
+        std::remove((_dir + "/ran").c_str());
+        rmdir(_dir.c_str());
+    }
+    std::string log() const {
+        std::ifstream in(_log);
+        std::stringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+
+    std::string _dir;
+    std::string _log;
+};
+
+TEST_F(VelaTest, HardwareJobsRecordOneLineEach)
+{
+    fan_controller();
+    rpsu_controller();
+    syslog_rpsu_info();
+    syslog_sfp_info();
+    fan_controller();
+    EXPECT_EQ("fan_controller\nrpsu_controller\nsyslog_rpsu_info\nsyslog_sfp_info\n"
+              "fan_controller\n",
+              log());
+}
+
+TEST_F(VelaTest, ExecuteCommandRunsProgramAndReturnsItsStatus)
+{
+    std::string marker = _dir + "/ran";
+    EXPECT_EQ(0, execute_command("/bin/sh", {"-c", "echo -n ok > " + marker}, false, false));
+    std::ifstream in(marker);
+    std::string content;
+    in >> content;
+    EXPECT_EQ("ok", content);
+
+    EXPECT_EQ(3, execute_command("/bin/sh", {"-c", "exit 3"}, false, false));
+    errno = EPERM;
+    EXPECT_EQ(-1, execute_command("/nonexistent/ntp", {"start"}, false, false));
+    EXPECT_EQ(EPERM, errno);  // the daemon's errno is not disturbed
+
+    EXPECT_EQ("execute_command /bin/sh -c echo -n ok > " + marker +
+                  "\nexecute_command /bin/sh -c exit 3\n"
+                  "execute_command /nonexistent/ntp start\n",
+              log());
+}
+
+TEST_F(VelaTest, ProgramWithoutArgumentsIsRecordedBare)
+{
+    EXPECT_EQ(0, execute_command("/bin/true", {}, false, false));
+    EXPECT_EQ("execute_command /bin/true\n", log());
+}
+
+}  // namespace
