@@ -35,7 +35,8 @@ protected:
     }
     ~EventLoopTest() override {
         for (int fd : {a[0], a[1], b[0], b[1]})
-            close(fd);
+            if (fd >= 0)
+                close(fd);
     }
 
     VirtualClock clock;
@@ -105,6 +106,47 @@ TEST_F(EventLoopTest, IdleLoopSleepsUntilTheNextTimer)
     loop.run();
     EXPECT_EQ((std::vector<std::string>{"hour"}), ev.seen);
     EXPECT_EQ(start + TimeVal(3600, 0), clock.now());
+}
+
+struct Jobs {
+    int slow = 0, fast = 0, once = 0;
+    bool on_slow() { return ++slow, true; }
+    bool on_fast() { return ++fast, true; }
+    void on_once() { ++once; }
+};
+
+TEST_F(EventLoopTest, TenVirtualMinutesThroughRun)
+{
+    Jobs jobs;
+    XorpTimer slow = loop.new_periodic(TimeVal(240, 0), callback(&jobs, &Jobs::on_slow));
+    XorpTimer fast = loop.new_periodic(TimeVal(60, 0), callback(&jobs, &Jobs::on_fast));
+    XorpTimer once = loop.new_oneoff_after(TimeVal(90, 0), callback(&jobs, &Jobs::on_once));
+    TimeVal end = clock.now() + TimeVal(600, 0);
+    for (;;) {
+        TimeVal delay;
+        ASSERT_TRUE(loop.timer_list().get_next_delay(delay));
+        if (clock.now() + delay > end)
+            break;
+        loop.run();
+    }
+    EXPECT_EQ(2, jobs.slow);
+    EXPECT_EQ(10, jobs.fast);
+    EXPECT_EQ(1, jobs.once);
+    EXPECT_EQ(end, clock.now());
+}
+
+TEST_F(EventLoopTest, HangUpReachesTheReader)
+{
+    ASSERT_TRUE(loop.add_ioevent_cb(a[0], IOT_READ,
+                                    callback(&ev, &Events::on_io, std::string("eof"))));
+    ASSERT_TRUE(loop.add_ioevent_cb(a[0], IOT_EXCEPTION,
+                                    callback(&ev, &Events::on_io, std::string("oob"))));
+    close(a[1]);
+    a[1] = -1;
+    loop.run();
+    EXPECT_EQ((std::vector<std::string>{"eof"}), ev.seen);
+    EXPECT_TRUE(loop.remove_ioevent_cb(a[0]));  // both types at once
+    EXPECT_EQ(0u, loop.descriptor_count());
 }
 
 struct ErrnoAtCallback {
