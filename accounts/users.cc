@@ -5,6 +5,7 @@
 #include "core/login_module.h"
 
 #include <errno.h>
+#include <grp.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -46,18 +47,14 @@ std::string create_command(const std::string& user, bool super_user,
     return line;
 }
 
-// The tools' exit status is not looked at; what counts is the error text.
-void run(const std::string& command) {
-    int status = system(command.c_str());
-    UNUSED(status);
-}
-
-void run_and_check(const std::string& command) {
-    int status = system(command.c_str());
-    UNUSED(status);
-    std::string text = strerror(errno);
-    if (text != "Success")
-        throw LoginException("login_main.cc", __LINE__, text);
+// Without the group, "useradd -G xorp" fails unnoticed after the account has
+// been deleted: refuse before anything runs, so that no account is lost.
+void check_xorp_group_exists() {
+    if (getgrnam("xorp") == NULL) {
+        throw LoginException("login_main.cc", __LINE__,
+            "Group xorp does not exist on this system, "
+            "can not make a super-user");
+    }
 }
 
 void check_arguments(const std::string& user, const std::string& user_class) {
@@ -79,14 +76,24 @@ void rebuild_account(LoginMain& login, const std::string& user,
         throw LoginException("login_main.cc", __LINE__,
                              c_format("User %s not exist", user.c_str()));
     }
+    if (super_user)
+        check_xorp_group_exists();
     // A field never holds a newline, so this value means "no line found".
     const std::string no_line(1, '\n');
     std::string saved = no_line;
     login.read_shadow_password(user, saved);
 
-    run(delete_keep_home_command(user));
-    run_and_check(make_group_command(user));
-    run_and_check(create_command(user, super_user, false));
+    // The tools' exit status is not looked at; what counts is the error text.
+    int status = system(delete_keep_home_command(user).c_str());
+    status = system(make_group_command(user).c_str());
+    std::string text = strerror(errno);
+    if (text != "Success")
+        throw LoginException("login_main.cc", __LINE__, text);
+    status = system(create_command(user, super_user, false).c_str());
+    UNUSED(status);
+    text = strerror(errno);
+    if (text != "Success")
+        throw LoginException("login_main.cc", __LINE__, text);
 
     // Without a line there was no password to carry; the new line stays
     // locked as useradd made it rather than open with an empty field.
@@ -113,12 +120,24 @@ void LoginMain::create_user(const std::string& user,
     if (user == "root")
         return;
 
-    const bool existed = user_exists(user);
-    if (existed)
-        run(delete_keep_home_command(user));
+    if (super_user)
+        check_xorp_group_exists();
 
-    run_and_check(make_group_command(user));
-    run_and_check(create_command(user, super_user, !existed));
+    const bool existed = user_exists(user);
+    int status;
+    if (existed)
+        status = system(delete_keep_home_command(user).c_str());
+
+    // The tools' exit status is not looked at; what counts is the error text.
+    status = system(make_group_command(user).c_str());
+    std::string text = strerror(errno);
+    if (text != "Success")
+        throw LoginException("login_main.cc", __LINE__, text);
+    status = system(create_command(user, super_user, !existed).c_str());
+    UNUSED(status);
+    text = strerror(errno);
+    if (text != "Success")
+        throw LoginException("login_main.cc", __LINE__, text);
 }
 
 void LoginMain::delete_user(const std::string& user,
@@ -132,7 +151,9 @@ void LoginMain::delete_user(const std::string& user,
         throw LoginException("login_main.cc", __LINE__,
                              c_format("User %s not exist", user.c_str()));
     }
-    run(delete_with_home_command(user));
+    // Neither the result nor errno is looked at: this step cannot fail.
+    int status = system(delete_with_home_command(user).c_str());
+    UNUSED(status);
 }
 
 void LoginMain::set_user_class(const std::string& user,

@@ -236,6 +236,17 @@ expect_eq "without xorp nothing runs" "" "$(commands)"
 expect_eq "error lines without xorp" 2 \
     "$(grep -c 'ERROR .*login_main.cc is_user_in_xorp_group Group "xorp" does not exist on this system.' /tmp/login.log)"
 
+# --- Nor can anybody become one: the account is kept, nothing runs.
+forget_commands
+refused "super-user without xorp" \
+    "Set user class failed, Group xorp does not exist on this system, can not make a super-user" \
+    "set_user_class?user:txt=boss&user_class:txt=super-user"
+refused "create super-user without xorp" \
+    "Create user failed, Group xorp does not exist on this system, can not make a super-user" \
+    "create_user?user:txt=boss&user_class:txt=super-user"
+expect_eq "refused super-user moves run nothing" "" "$(commands)"
+expect_eq "boss is kept" "/tmp/home/boss /usr/bin/velash_pty.sh boss" "$(account boss)"
+
 call_xrl "$COMMON_XRL/shutdown" >/dev/null
 wait $LOGIN_PID
 kill $FINDER_PID
