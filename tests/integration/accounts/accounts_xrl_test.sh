@@ -14,16 +14,7 @@ ok() {
 }
 
 # refused NAME NOTE XRL-TAIL: the call must fail with exactly that note.
-refused() {
-    local err status
-    err=$(call_xrl "$LOGIN_XRL/$3" 2>&1 >/dev/null)
-    status=$?
-    expect_eq "$1: exit status" 3 "$status"
-    case "$err" in
-        *"102 Command failed $2 (\""*) ;;
-        *) fail "$1: expected note '$2', got: $err" ;;
-    esac
-}
+refused() { expect_failure "$1" "$2" "$LOGIN_XRL/$3"; }
 
 commands() { cat $JOURNAL; }
 forget_commands() { : > $JOURNAL; }

@@ -19,6 +19,18 @@ expect_eq() {
     fi
 }
 
+# expect_failure NAME NOTE XRL: the call must fail (exit 3) with exactly that note.
+expect_failure() {
+    local err status
+    err=$(call_xrl "$3" 2>&1 >/dev/null)
+    status=$?
+    expect_eq "$1: exit status" 3 "$status"
+    case "$err" in
+        *"102 Command failed $2 (\""*) ;;
+        *) fail "$1: expected note '$2', got: $err" ;;
+    esac
+}
+
 # start_finder: the finder in the background, listening before we go on.
 start_finder() {
     xorp_finder >/tmp/finder.log 2>&1 &

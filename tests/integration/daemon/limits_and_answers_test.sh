@@ -59,18 +59,6 @@ expect_eq "get_version" "version:txt=0.1" "$(call_xrl "$COMMON_XRL/get_version")
 expect_eq "get_status" "status:u32=3&reason:txt=running" "$(call_xrl "$COMMON_XRL/get_status")"
 
 # --- Failure answers: exit 3 and the note on stderr.
-# expect_failure NAME NOTE XRL
-expect_failure() {
-    local err status
-    err=$(call_xrl "$3" 2>&1 >/dev/null)
-    status=$?
-    expect_eq "$1: exit status" 3 "$status"
-    case "$err" in
-        *"102 Command failed $2 (\""*) ;;
-        *) fail "$1: expected note '$2', got: $err" ;;
-    esac
-}
-
 long64=$(printf 'a%.0s' $(seq 64))
 good63=$(printf 'b%.0s' $(seq 60))1.-
 expect_failure "64-byte host name" "System set hostname failed, max length is 63." \
