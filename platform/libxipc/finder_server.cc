@@ -271,20 +271,16 @@ FinderServer::reply(Peer* to, uint32_t seq, uint32_t code,
 void
 FinderServer::on_request(Peer* p, const char* payload, size_t len)
 {
-    PayloadReader r(payload, len);
-    uint8_t type;
-    uint32_t seq;
-    const char *tp, *cp, *ap;
-    size_t tn, cn, an;
-    if (!r.u8(type) || !r.u32(seq) || !r.str(tp, tn) || !r.str(cp, cn)
-	|| !r.str(ap, an) || !r.at_end()) {
+    RequestView req;
+    if (!read_request(payload, len, req)) {
 	fail(p, "malformed request");
 	return;
     }
-    std::string target(tp, tn);
-    std::string command(cp, cn);
+    const uint32_t seq = req.seq;
+    std::string target(req.target, req.target_len);
+    std::string command(req.command, req.command_len);
     if (target == kFinderTarget) {
-	serve_own(p, seq, command, ap, an);
+	serve_own(p, seq, command, req.args, req.args_len);
 	return;
     }
     Peer* d = resolve(target);
@@ -311,17 +307,13 @@ FinderServer::on_request(Peer* p, const char* payload, size_t len)
 void
 FinderServer::on_reply(Peer* p, const char* payload, size_t len)
 {
-    PayloadReader r(payload, len);
-    uint8_t type;
-    uint32_t fseq, code;
-    const char *np, *ap;
-    size_t nn, an;
-    if (!r.u8(type) || !r.u32(fseq) || !r.u32(code) || !r.str(np, nn)
-	|| !r.str(ap, an) || !r.at_end()) {
+    ReplyView rep;
+    if (!read_reply(payload, len, rep)) {
 	fail(p, "malformed reply");
 	return;
     }
-    uint32_t idx = fseq - p->forward_base;
+    const uint32_t code = rep.code;
+    uint32_t idx = rep.seq - p->forward_base;
     if (idx >= p->forwards.size() || !p->forwards[idx].active) {
 	log(p->instance + " answered a request it was not asked");
 	return;
@@ -336,7 +328,7 @@ FinderServer::on_reply(Peer* p, const char* payload, size_t len)
 	if (code != OKAY)
 	    log(p->instance + " refused an event: "
 		+ XrlError(static_cast<XrlErrorCode>(code),
-			   std::string(np, nn)).str());
+			   std::string(rep.note, rep.note_len)).str());
 	return;
     }
     auto o = _peers.find(f.origin_id);

@@ -214,18 +214,14 @@ XrlRouter::answer(uint32_t seq, uint32_t code, const std::string& note,
 void
 XrlRouter::on_request(const char* payload, size_t len)
 {
-    PayloadReader r(payload, len);
-    uint8_t type;
-    uint32_t seq;
-    const char *tp, *cp, *ap;
-    size_t tn, cn, an;
-    if (!r.u8(type) || !r.u32(seq) || !r.str(tp, tn) || !r.str(cp, cn)
-	|| !r.str(ap, an) || !r.at_end()) {
+    RequestView req;
+    if (!read_request(payload, len, req)) {
 	_finder.disconnect("malformed request from the finder");
 	return;
     }
-    std::string command(cp, cn);
-    _scratch.assign(ap, an);
+    const uint32_t seq = req.seq;
+    std::string command(req.command, req.command_len);
+    _scratch.assign(req.args, req.args_len);
     XrlArgs in;
     try {
 	in = XrlArgs(_scratch.c_str());
@@ -264,17 +260,12 @@ XrlRouter::on_request(const char* payload, size_t len)
 void
 XrlRouter::on_reply(const char* payload, size_t len)
 {
-    PayloadReader r(payload, len);
-    uint8_t type;
-    uint32_t seq, code;
-    const char *np, *ap;
-    size_t nn, an;
-    if (!r.u8(type) || !r.u32(seq) || !r.u32(code) || !r.str(np, nn)
-	|| !r.str(ap, an) || !r.at_end()) {
+    ReplyView rep;
+    if (!read_reply(payload, len, rep)) {
 	_finder.disconnect("malformed reply from the finder");
 	return;
     }
-    uint32_t idx = seq - _pending_base;
+    uint32_t idx = rep.seq - _pending_base;
     if (idx >= _pending.size() || !_pending[idx].active)
 	return;			// answered after its time ran out
     XrlSender::Callback cb = _pending[idx].cb;
@@ -283,12 +274,13 @@ XrlRouter::on_reply(const char* payload, size_t len)
     _outstanding--;
     retire_front();
 
-    XrlError err(static_cast<XrlErrorCode>(code), std::string(np, nn));
+    XrlError err(static_cast<XrlErrorCode>(rep.code),
+		 std::string(rep.note, rep.note_len));
     if (!err.isOK()) {
 	cb->dispatch(err, NULL);
 	return;
     }
-    _scratch.assign(ap, an);
+    _scratch.assign(rep.args, rep.args_len);
     XrlArgs args;
     try {
 	args = XrlArgs(_scratch.c_str());

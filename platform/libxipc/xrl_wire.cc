@@ -116,4 +116,24 @@ next_frame(const char* data, size_t avail, uint32_t& payload_len)
     return FRAME_READY;
 }
 
+bool
+read_request(const char* payload, size_t len, RequestView& v)
+{
+    PayloadReader r(payload, len);
+    uint8_t type;
+    return r.u8(type) && r.u32(v.seq) && r.str(v.target, v.target_len)
+	&& r.str(v.command, v.command_len) && r.str(v.args, v.args_len)
+	&& r.at_end();
+}
+
+bool
+read_reply(const char* payload, size_t len, ReplyView& v)
+{
+    PayloadReader r(payload, len);
+    uint8_t type;
+    return r.u8(type) && r.u32(v.seq) && r.u32(v.code)
+	&& r.str(v.note, v.note_len) && r.str(v.args, v.args_len)
+	&& r.at_end();
+}
+
 }  // namespace xrlwire

@@ -74,6 +74,31 @@ private:
     bool _ok;
 };
 
+// The fields of a MSG_REQUEST payload, pointing into the payload.
+struct RequestView {
+    uint32_t seq;
+    const char* target;
+    size_t target_len;
+    const char* command;
+    size_t command_len;
+    const char* args;
+    size_t args_len;
+};
+
+// The fields of a MSG_REPLY payload, pointing into the payload.
+struct ReplyView {
+    uint32_t seq;
+    uint32_t code;
+    const char* note;
+    size_t note_len;
+    const char* args;
+    size_t args_len;
+};
+
+// Each reads a whole payload of its type; false when it is malformed.
+bool read_request(const char* payload, size_t len, RequestView& v);
+bool read_reply(const char* payload, size_t len, ReplyView& v);
+
 enum FrameStatus { FRAME_INCOMPLETE, FRAME_READY, FRAME_TOO_LARGE, FRAME_EMPTY };
 
 // Looks at the start of `data`.  On FRAME_READY, the payload is

@@ -92,4 +92,33 @@ TEST(XrlWire, ReaderRefusesFieldsThatRunPastThePayload)
     EXPECT_FALSE(extra.at_end());
 }
 
+TEST(XrlWire, RequestsAndRepliesAreReadWholeOrNotAtAll)
+{
+    std::string buf;
+    FrameWriter w(buf, MSG_REQUEST);
+    w.u32(7);
+    w.str(std::string("login"));
+    w.str(std::string("common/0.1/get_status"));
+    w.str(std::string(""));
+    ASSERT_TRUE(w.finish());
+    const char* payload = buf.data() + kHeaderSize;
+    size_t len = buf.size() - kHeaderSize;
+
+    RequestView req;
+    ASSERT_TRUE(read_request(payload, len, req));
+    EXPECT_EQ(7u, req.seq);
+    EXPECT_EQ("login", std::string(req.target, req.target_len));
+    EXPECT_EQ("common/0.1/get_status",
+	      std::string(req.command, req.command_len));
+    EXPECT_EQ(0u, req.args_len);
+    EXPECT_FALSE(read_request(payload, len - 1, req));	// cut short
+    // A request is not a reply: its fields do not fill one exactly.
+    ReplyView rep;
+    EXPECT_FALSE(read_reply(payload, len, rep));
+
+    std::string more = buf + "x";
+    EXPECT_FALSE(read_request(more.data() + kHeaderSize,
+			      more.size() - kHeaderSize, req));	// trailing byte
+}
+
 }  // namespace
