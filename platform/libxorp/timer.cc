@@ -75,10 +75,12 @@ XorpTimer::XorpTimer(const XorpTimer& o) : XorpTimer(o._node) {}
 
 XorpTimer& XorpTimer::operator=(const XorpTimer& o)
 {
-    if (o._node != nullptr)
-        o._node->_refs++;
+    // Read before clear(): `o` may be this very handle.
+    TimerNode* n = o._node;
+    if (n != nullptr)
+        n->_refs++;
     clear();
-    _node = o._node;
+    _node = n;
     return *this;
 }
 

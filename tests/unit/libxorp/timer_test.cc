@@ -110,6 +110,13 @@ TEST_F(TimerTest, DroppedAndReplacedHandlesCancelTheirTimers)
         XorpTimer scoped = list.new_periodic(
             TimeVal(1, 0), callback(&rec, &Recorder::periodic, std::string("scoped")));
     }
+    // Assigning a handle to itself keeps it; dropping it later still cancels.
+    XorpTimer self = list.new_oneoff_after(
+        TimeVal(3, 0), callback(&rec, &Recorder::oneoff, std::string("self")));
+    XorpTimer& alias = self;
+    self = alias;
+    EXPECT_TRUE(self.scheduled());
+    self.clear();
     run_for(TimeVal(10, 0));
     EXPECT_EQ((std::vector<std::string>{"new"}), rec.calls);
 }
