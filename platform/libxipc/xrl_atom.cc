@@ -198,6 +198,13 @@ XrlAtom::parse_value(const std::string& encoded)
             if (comma == std::string::npos)
                 comma = encoded.size();
             std::string item = encoded.substr(start, comma - start);
+            // Refused before parsing: each level of a nested list would
+            // recurse once, and a long enough chain overflows the stack.
+            size_t colon = item.find(':');
+            if (colon != std::string::npos
+                && item.compare(colon + 1, item.find('=', colon) - colon - 1,
+                                "list") == 0)
+                xorp_throw(InvalidString, "a list cannot hold a list");
             XrlAtom atom(item.c_str());
             if (!atom.has_data())
                 xorp_throw(InvalidString, "list item without value "

@@ -125,6 +125,18 @@ TEST(XrlAtomListTest, TextItemsWithSeparatorsRoundTrip)
     EXPECT_EQ("", back.list().get(2).text());
 }
 
+TEST(XrlAtomListTest, DeeplyNestedListTextIsRefusedWithoutCrashing)
+{
+    // Well inside one message: a peer can send it to any router.
+    std::string nested = "n:list=";
+    for (int i = 0; i < 100000; i++)
+        nested += ":list=";
+    nested += ":u32=1";
+    EXPECT_THROW(XrlAtom a(nested.c_str()), InvalidString);
+    EXPECT_THROW(XrlArgs args(("a:u32=1&" + nested).c_str()), InvalidString);
+    EXPECT_THROW(XrlAtom a("n:list=:u32=1,:list"), InvalidString);
+}
+
 TEST(XrlArgsTest, AddGetByNameAndType)
 {
     XrlArgs args;
