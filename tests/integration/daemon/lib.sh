@@ -37,9 +37,9 @@ start_finder() {
     FINDER_PID=$!
 }
 
-# start_login: the daemon in the background; returns once it answers.
+# start_login [ARG...]: the daemon in the background; returns once it answers.
 start_login() {
-    login >/tmp/login.log 2>&1 &
+    login "$@" >/tmp/login.log 2>&1 &
     LOGIN_PID=$!
     local tries=0
     until call_xrl "$COMMON_XRL/get_status" >/dev/null 2>&1; do

@@ -140,6 +140,10 @@ TEST_F(TargetTest, LoggingLevelAndFacility)
     EXPECT_TRUE(_target->set_logging_facility(23).isOK());
     EXPECT_TRUE(_target->get_logging_facility(facility).isOK());
     EXPECT_EQ(23u, facility);
+    // A number the log refuses is remembered and answered all the same.
+    EXPECT_TRUE(_target->set_logging_facility(99).isOK());
+    EXPECT_TRUE(_target->get_logging_facility(facility).isOK());
+    EXPECT_EQ(99u, facility);
 }
 
 TEST_F(TargetTest, ModulesFollowBirthsAndDeaths)
