@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "libxipc/xrl_wire.hh"
@@ -45,6 +46,18 @@ make_instance_name(const std::string& cls)
 	s += hex[c & 15];
     }
     return s + "@127.0.0.1";
+}
+
+// Argument text as it came off the wire.  The text form writes a NUL byte
+// as %00, so a raw one means a broken message; the parser, which reads a C
+// string, would silently stop there.
+XrlArgs
+wire_args(const char* p, size_t n, std::string& scratch)
+{
+    if (memchr(p, '\0', n) != NULL)
+	xorp_throw(InvalidString, "argument text holds a NUL byte");
+    scratch.assign(p, n);
+    return XrlArgs(scratch.c_str());
 }
 
 int
@@ -221,10 +234,9 @@ XrlRouter::on_request(const char* payload, size_t len)
     }
     const uint32_t seq = req.seq;
     std::string command(req.command, req.command_len);
-    _scratch.assign(req.args, req.args_len);
     XrlArgs in;
     try {
-	in = XrlArgs(_scratch.c_str());
+	in = wire_args(req.args, req.args_len, _scratch);
     } catch (const XorpException& e) {
 	answer(seq, BAD_ARGS, e.why(), "");
 	return;
@@ -280,10 +292,9 @@ XrlRouter::on_reply(const char* payload, size_t len)
 	cb->dispatch(err, NULL);
 	return;
     }
-    _scratch.assign(rep.args, rep.args_len);
     XrlArgs args;
     try {
-	args = XrlArgs(_scratch.c_str());
+	args = wire_args(rep.args, rep.args_len, _scratch);
     } catch (const XorpException& e) {
 	cb->dispatch(XrlError(BAD_ARGS, "bad reply: " + e.why()), NULL);
 	return;

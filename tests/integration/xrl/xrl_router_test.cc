@@ -115,6 +115,25 @@ public:
 	w.finish();
 	send_bytes(b);
     }
+    void request(uint32_t seq, const std::string& target,
+		 const std::string& command, const std::string& args) {
+	std::string b;
+	xrlwire::FrameWriter w(b, xrlwire::MSG_REQUEST);
+	w.u32(seq);
+	w.str(target);
+	w.str(command);
+	w.str(args);
+	w.finish();
+	send_bytes(b);
+    }
+    // Reads one whole frame (blocking); false if the connection ended.
+    bool read_frame(std::string& payload) {
+	char hdr[4];
+	if (!read_all(hdr, 4))
+	    return false;
+	payload.resize(xrlwire::get_u32(hdr));
+	return read_all(&payload[0], payload.size());
+    }
     void shut() { close(_fd); _fd = -1; }
     // Reads and drops whatever has arrived.
     void drain() {
@@ -124,6 +143,17 @@ public:
     }
 
 private:
+    bool read_all(char* p, size_t n) {
+	while (n > 0) {
+	    ssize_t r = read(_fd, p, n);
+	    if (r <= 0)
+		return false;
+	    p += r;
+	    n -= static_cast<size_t>(r);
+	}
+	return true;
+    }
+
     int _fd;
     bool _ok;
 };
@@ -454,6 +484,45 @@ TEST_F(Transport, FinderDropsConnectionsThatBreakTheProtocol)
     ASSERT_GT(n, 5);
     EXPECT_EQ(xrlwire::MSG_FAILURE, b[4]);
 
+    Answer a = call(*client, Xrl("finder://srv/test/0.1/echo?in:txt=fine"));
+    EXPECT_EQ("out:txt=fine", a.args);
+}
+
+// Argument text that no router would write reaches a target from a peer:
+// it is answered BAD_ARGS, never read as something shorter, and the target
+// goes on serving.
+TEST_F(Transport, MalformedArgumentTextIsAnsweredBadArgs)
+{
+    auto target = router("srv");
+    target->add_handler("test/0.1/echo", callback(&srv, &Server::echo));
+    ASSERT_TRUE(ready(*target));
+    RawPeer raw(finder->port());
+    ASSERT_TRUE(raw.ok());
+    raw.hello("raw", "raw-1@127.0.0.1");
+
+    std::string nested = "in:list=";
+    for (int i = 0; i < 50000; i++)
+	nested += ":list=";
+    const std::string cases[] = {
+	std::string("in:txt=x\0&more:u32=1", 20),	// raw NUL: %00 in text
+	"in:txt=50%",
+	nested,
+    };
+    uint32_t seq = 40;
+    for (const std::string& args : cases) {
+	raw.request(++seq, "srv", "test/0.1/echo", args);
+	ASSERT_TRUE(run_until_readable(raw.fd()));
+	std::string reply;
+	ASSERT_TRUE(raw.read_frame(reply));
+	xrlwire::ReplyView v;
+	ASSERT_TRUE(xrlwire::read_reply(reply.data(), reply.size(), v));
+	EXPECT_EQ(seq, v.seq);
+	EXPECT_EQ(uint32_t(BAD_ARGS), v.code) << args.substr(0, 40);
+    }
+    EXPECT_EQ(0, srv.calls);
+
+    auto client = router("cli");
+    ASSERT_TRUE(ready(*client));
     Answer a = call(*client, Xrl("finder://srv/test/0.1/echo?in:txt=fine"));
     EXPECT_EQ("out:txt=fine", a.args);
 }
