@@ -1,10 +1,15 @@
 #include "libxipc/xrl_args.hh"
 
+#include <unordered_set>
+
 XrlArgs::XrlArgs(const char* text)
 {
     std::string s(text);
     if (s.empty())
         return;
+    // Names seen so far: add() looks names up one by one, which made a
+    // message of many thousand arguments take seconds to read.
+    std::unordered_set<std::string> names;
     size_t start = 0;
     for (;;) {
         size_t amp = s.find('&', start);
@@ -12,11 +17,10 @@ XrlArgs::XrlArgs(const char* text)
                                     ? std::string::npos : amp - start);
         if (item.empty())
             xorp_throw(InvalidString, "empty argument in \"" + s + "\"");
-        try {
-            add(XrlAtom(item.c_str()));
-        } catch (const XrlAtomFound& e) {
-            xorp_throw(InvalidString, e.why());
-        }
+        XrlAtom atom(item.c_str());
+        if (!names.insert(atom.name()).second)
+            xorp_throw(InvalidString, "duplicate argument \"" + atom.name() + "\"");
+        _args.push_back(atom);
         if (amp == std::string::npos)
             break;
         start = amp + 1;
