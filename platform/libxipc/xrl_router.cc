@@ -19,6 +19,8 @@ using namespace xrlwire;
 namespace {
 
 const TimeVal kDefaultReplyTimeout(30, 0);
+// Kept of an error note too long to fit in one message.
+const size_t kMaxNoteLength = 64 * 1024;
 const int kDefaultConnectTimeoutMs = 30000;
 
 // "<class>-<32 hex digits>@127.0.0.1", unique among the finder's processes.
@@ -214,10 +216,18 @@ XrlRouter::answer(uint32_t seq, uint32_t code, const std::string& note,
     w.str(note);
     w.str(args);
     if (!w.finish()) {
+	// An error keeps its code and the start of its note (a BAD_ARGS note
+	// lists every unexpected argument, so it outgrows a large call); return
+	// values cannot be cut short, so a success becomes an error.
 	FrameWriter f(_finder.out(), MSG_REPLY);
 	f.u32(seq);
-	f.u32(INTERNAL_ERROR);
-	f.str(std::string("reply longer than 1 MiB"));
+	if (code != OKAY) {
+	    f.u32(code);
+	    f.str(note.substr(0, kMaxNoteLength) + "...");
+	} else {
+	    f.u32(INTERNAL_ERROR);
+	    f.str(std::string("reply longer than 1 MiB"));
+	}
 	f.str("", 0);
 	f.finish();
     }

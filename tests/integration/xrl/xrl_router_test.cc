@@ -58,6 +58,10 @@ struct Server {
 	out->add("ignored", std::string("x"));
 	return XrlCmdError::COMMAND_FAILED("no way");
     }
+    // As a strict handler does for a call with very many wrong arguments.
+    const XrlCmdError refuse_at_length(const XrlArgs&, XrlArgs*) {
+	return XrlCmdError::BAD_ARGS("unexpected " + std::string(1536 * 1024, 'x'));
+    }
     const XrlCmdError explode(const XrlArgs&, XrlArgs*) {
 	throw std::runtime_error("boom");
     }
@@ -203,6 +207,8 @@ TEST_F(Transport, CallsReachHandlersByClassOrInstanceAndAnswersComeBack)
     auto target = router("srv");
     target->add_handler("test/0.1/echo", callback(&srv, &Server::echo));
     target->add_handler("test/0.1/refuse", callback(&srv, &Server::refuse));
+    target->add_handler("test/0.1/refuse_at_length",
+			callback(&srv, &Server::refuse_at_length));
     auto client = router("cli");
     ASSERT_TRUE(ready(*target));
     ASSERT_TRUE(ready(*client));
@@ -227,6 +233,12 @@ TEST_F(Transport, CallsReachHandlersByClassOrInstanceAndAnswersComeBack)
     EXPECT_EQ("no way", a.err.note());
     EXPECT_TRUE(a.null_args);
     EXPECT_EQ(1, a.calls);
+
+    // An error too long for one message keeps its code; the note is cut.
+    a = call(*client, Xrl("finder://srv/test/0.1/refuse_at_length"));
+    EXPECT_EQ(BAD_ARGS, a.err.error_code()) << a.err.str().substr(0, 80);
+    EXPECT_EQ(0u, a.err.note().find("unexpected xxx"));
+    EXPECT_LT(a.err.note().size(), 1024u * 1024u);
 
     // A router may call itself through the finder.
     a = call(*target, Xrl("finder://srv/test/0.1/echo?in:txt=self"));
