@@ -204,7 +204,8 @@ expect_eq "unknown class left the account" \
     "/tmp/home/chief /usr/bin/velash_pty.sh chief" "$(account chief)"
 [ -e /tmp/owned ] && fail "a name reached the shell"
 
-# --- The error-text check after make-group: without a shell nothing is made.
+# --- The error-text check: without a shell the call fails and nothing is made
+# (which check stops which sequence is tested in the unit tests).
 mv /bin/sh /bin/sh.away
 err=$(call_xrl "$LOGIN_XRL/create_user?user:txt=late&user_class:txt=read-only" 2>&1 >/dev/null)
 status=$?

@@ -3,6 +3,7 @@
 
 #include "core/login_module.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <shadow.h>
@@ -165,18 +166,65 @@ TEST_F(ShadowRewriteTest, RecordLockOfAnotherProcessFailsTheCallAtOnce) {
 }
 
 TEST_F(ShadowRewriteTest, PasswordFilesLockedByAnotherProgramGiveAClearReason) {
-    // lckpwdf waits 15 seconds before it gives up.
+    // lckpwdf waits 15 seconds before it gives up, for each of the two calls.
     const std::string before = "bob:old:1:\n";
+    const std::string held =
+        "Can't lock the password files, another program holds them";
     write_file(kShadow, before);
     LockHolder holder("pwdf");
     ASSERT_TRUE(holder.held());
 
-    EXPECT_EQ("Can't lock the password files, another program holds them",
-              failure_of([] {
-                  login().rewrite_shadow_password("bob", "new");
-              }));
+    EXPECT_EQ(held, failure_of([] {
+        login().rewrite_shadow_password("bob", "new");
+    }));
     EXPECT_FALSE(file_exists(kWork));
     EXPECT_EQ(before, read_file(kShadow));
+
+    // The read-back of a rebuild must not see a half-done edit either.
+    std::string field = "untouched";
+    EXPECT_EQ(held, failure_of([&] {
+        login().read_shadow_password("bob", field);
+    }));
+    EXPECT_EQ("untouched", field);
+}
+
+int open_descriptors() {
+    int count = 0;
+    DIR* dir = opendir("/proc/self/fd");
+    while (dir != nullptr && readdir(dir) != nullptr)
+        ++count;
+    if (dir != nullptr)
+        closedir(dir);
+    return count;
+}
+
+TEST_F(ShadowRewriteTest, NoDescriptorOrLockOutlivesACall) {
+    write_file(kShadow, "bob:old:1:\n");
+    const int before = open_descriptors();
+    std::string field;
+
+    login().rewrite_shadow_password("bob", "new");
+    login().read_shadow_password("bob", field);
+    EXPECT_EQ(before, open_descriptors()) << "after success";
+
+    failure_of([] { login().rewrite_shadow_password("bob", "a:b"); });
+    {
+        LockHolder holder("record");
+        ASSERT_TRUE(holder.held());
+        failure_of([] { login().rewrite_shadow_password("bob", "x"); });
+        failure_of([&] { login().read_shadow_password("bob", field); });
+    }
+    EXPECT_EQ(before, open_descriptors()) << "after a refused record lock";
+
+    write_file(kWork, "left behind\n");
+    failure_of([] { login().rewrite_shadow_password("bob", "x"); });
+    EXPECT_EQ(before, open_descriptors()) << "after the work file was in the way";
+
+    // Our own locks are gone: another process gets both at once.
+    LockHolder record("record");
+    EXPECT_TRUE(record.held());
+    LockHolder password_files("pwdf");
+    EXPECT_TRUE(password_files.held());
 }
 
 TEST_F(ShadowRewriteTest, LeftOverWorkFileIsRemovedAfterThirtyTries) {

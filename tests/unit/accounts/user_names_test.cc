@@ -4,6 +4,7 @@
 
 #include <grp.h>
 
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -135,14 +136,12 @@ TEST_F(UserLookupTest, MissingXorpGroupLogsOneErrorPerCall) {
     EXPECT_FALSE(login().is_user_in_xorp_group("member"));
     std::vector<std::string> errors = take_logged_errors();
     ASSERT_EQ(2u, errors.size());
-    for (const std::string& line : errors) {
-        EXPECT_NE(std::string::npos,
-                  line.find("Group \"xorp\" does not exist on this system."))
-            << line;
-        EXPECT_NE(std::string::npos,
-                  line.find("login_main.cc is_user_in_xorp_group"))
-            << line;
-    }
+    // Category, position prefix, then the text.
+    const std::regex expected(
+        ".* LOGIN \\] \\+[0-9]+ login_main\\.cc is_user_in_xorp_group "
+        "Group \"xorp\" does not exist on this system\\.\n");
+    for (const std::string& line : errors)
+        EXPECT_TRUE(std::regex_match(line, expected)) << line;
 }
 
 }  // namespace

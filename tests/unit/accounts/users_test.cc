@@ -1,0 +1,184 @@
+// The life of an account through the real tools: what runs for the default
+// users, and after which command the error text is looked at.
+
+#include "core/login_module.h"
+
+#include <errno.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+#include "tests/unit/accounts/account_test_env.hh"
+
+namespace account_test {
+namespace {
+
+const char kJournal[] = "/var/log/sandbox/commands.log";
+
+// The command lines given to the shell since the last call.
+std::string take_commands() {
+    std::string lines = read_file(kJournal);
+    write_file(kJournal, "");
+    return lines;
+}
+
+// The rebuild of an existing account, to read-only or to super-user.
+std::string rebuild_lines(const std::string& user, bool super) {
+    return "userdel -f " + user + "\naddgroup -q " + user + "\n"
+           "useradd -d /tmp/home/" + user +
+           " -l -s /usr/bin/velash_pty.sh " + (super ? "-G xorp " : "") +
+           "-g " + user + " " + user + "\n";
+}
+
+class UserLifecycleTest : public AccountFilesTest {
+protected:
+    void SetUp() override {
+        AccountFilesTest::SetUp();
+        login();  // its constructor runs commands of its own
+        take_commands();
+    }
+};
+
+TEST_F(UserLifecycleTest, DefaultUsersEachHaveTheirOwnTreatment) {
+    login().create_user("root", "read-only");
+    login().create_user("root", "super-user");
+    login().set_user_class("root", "super-user");
+    EXPECT_EQ("", take_commands()) << "root is never touched";
+
+    const char* keep_super =
+        "Default user root, admin should always be super-user. "
+        "Please set the user class.";
+    const char* keep_class =
+        "Default user root, admin should always be super-user. "
+        "Please do not delete this.";
+    const char* no_delete =
+        "Can not delete default local user root, admin, operator.";
+
+    // admin: made and rebuilt as anybody, but never read-only nor deleted.
+    login().create_user("admin", "super-user");
+    EXPECT_EQ("addgroup -q admin\n"
+              "useradd -d /tmp/home/admin -l -m -s /usr/bin/velash_pty.sh "
+              "-G xorp -g admin admin\n",
+              take_commands());
+    login().set_user_class("admin", "super-user");
+    EXPECT_EQ(rebuild_lines("admin", true), take_commands());
+    EXPECT_EQ(keep_super, failure_of([] {
+        login().set_user_class("admin", "read-only");
+    }));
+    EXPECT_EQ(keep_class, failure_of([] {
+        login().delete_user_class("admin", "super-user");
+    }));
+    EXPECT_EQ(no_delete, failure_of([] {
+        login().delete_user("admin", "super-user");
+    }));
+    EXPECT_EQ("", take_commands());
+    EXPECT_TRUE(login().is_user_in_xorp_group("admin"));
+
+    // operator: may be moved and lose its class, but not be deleted.
+    login().create_user("operator", "super-user");
+    take_commands();
+    login().set_user_class("operator", "read-only");
+    EXPECT_EQ(rebuild_lines("operator", false), take_commands());
+    EXPECT_FALSE(login().is_user_in_xorp_group("operator"));
+    login().set_user_class("operator", "super-user");
+    EXPECT_EQ(rebuild_lines("operator", true), take_commands());
+    login().delete_user_class("operator", "super-user");
+    EXPECT_EQ(rebuild_lines("operator", false), take_commands());
+    EXPECT_EQ(no_delete, failure_of([] {
+        login().delete_user("operator", "read-only");
+    }));
+    EXPECT_EQ("", take_commands());
+    EXPECT_TRUE(login().user_exists("operator"));
+}
+
+// errno is not cleared before a tool runs, so a value left by an earlier
+// call fails the first check that comes: which commands ran shows where the
+// checks stand. (A look-up of the group xorp clears errno, so the super-user
+// paths and the rebuilds can't be probed this way.)
+TEST_F(UserLifecycleTest, MakeGroupIsCheckedAndTheDeletesAreNot) {
+    ASSERT_TRUE(shell("useradd -M -s /bin/false alice"));
+    take_commands();
+    const std::string denied = strerror(EACCES);
+
+    errno = EACCES;
+    EXPECT_EQ(denied, failure_of([] {
+        login().create_user("newbie", "read-only");
+    }));
+    EXPECT_EQ("addgroup -q newbie\n", take_commands());
+    EXPECT_FALSE(login().user_exists("newbie"));
+
+    errno = EACCES;
+    EXPECT_EQ(denied, failure_of([] {
+        login().create_user("alice", "read-only");
+    }));
+    EXPECT_EQ("userdel -f alice\naddgroup -q alice\n", take_commands());
+    EXPECT_FALSE(login().user_exists("alice")) << "a failed create stays";
+
+    // The group of that name is in place since the failed create.
+    ASSERT_TRUE(shell("useradd -M -s /bin/false -g alice alice"));
+    take_commands();
+    errno = EACCES;
+    EXPECT_EQ("no exception", failure_of([] {
+        login().delete_user("alice", "read-only");
+    }));
+    EXPECT_EQ("userdel -fr alice\n", take_commands());
+    EXPECT_FALSE(login().user_exists("alice"));
+}
+
+// An addgroup that takes the shell away, so that only the command after it
+// leaves an error behind.
+class ShellTakenAwayTest : public UserLifecycleTest {
+protected:
+    void SetUp() override {
+        UserLifecycleTest::SetUp();
+        char dir[] = "/tmp/tools.XXXXXX";
+        ASSERT_NE(nullptr, mkdtemp(dir));
+        _tools = dir;
+        write_file(_tools + "/addgroup",
+                   "#!/bin/dash\n/bin/dash -c 'mv /bin/sh /bin/sh.away'\n");
+        ASSERT_EQ(0, chmod((_tools + "/addgroup").c_str(), 0755));
+        _path = getenv("PATH");
+        setenv("PATH", (_tools + ":" + _path).c_str(), 1);
+    }
+    void TearDown() override {
+        give_back_the_shell();
+        setenv("PATH", _path.c_str(), 1);
+        unlink((_tools + "/addgroup").c_str());
+        rmdir(_tools.c_str());
+        UserLifecycleTest::TearDown();
+    }
+    void give_back_the_shell() {
+        if (file_exists("/bin/sh.away"))
+            rename("/bin/sh.away", "/bin/sh");
+    }
+
+    std::string _tools;
+    std::string _path;
+};
+
+TEST_F(ShellTakenAwayTest, CreateIsChecked) {
+    ASSERT_TRUE(shell("useradd -M -s /bin/false -p '$6$s$h' alice"));
+    take_commands();
+    const std::string missing = strerror(ENOENT);
+
+    errno = 0;
+    std::string reason = failure_of([] {
+        login().create_user("newbie", "read-only");
+    });
+    give_back_the_shell();
+    EXPECT_EQ(missing, reason);
+    EXPECT_EQ("addgroup -q newbie\n", take_commands());
+
+    errno = 0;
+    reason = failure_of([] { login().set_user_class("alice", "super-user"); });
+    give_back_the_shell();
+    EXPECT_EQ(missing, reason);
+    EXPECT_EQ("userdel -f alice\naddgroup -q alice\n", take_commands());
+    EXPECT_EQ("<no line>", shadow_field("alice")) << "the password went along";
+}
+
+}  // namespace
+}  // namespace account_test
