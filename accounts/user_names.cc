@@ -147,6 +147,9 @@ char* LoginMain::read_line(FILE* stream, unsigned& length) {
     char* exact = static_cast<char*>(realloc(buffer, count + 1));
     if (exact == nullptr) {
         if (count == capacity) {
+            // The stream may be at its end now; step back over the line so
+            // that a caller still tells this null from the end of the file.
+            fseek(stream, -static_cast<long>(count), SEEK_CUR);
             free(buffer);
             length = 0;
             return nullptr;
