@@ -119,8 +119,12 @@ FinderServer::accept_ready(int, IoEventType)
     ErrnoSaver es;
     for (;;) {
 	int fd = accept4(_listen_fd, NULL, NULL, SOCK_NONBLOCK | SOCK_CLOEXEC);
-	if (fd < 0)
+	if (fd < 0) {
+	    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS
+		|| errno == ENOMEM)
+		pause_accepting();
 	    return;		// EAGAIN, or a connection gone before accept
+	}
 	int one = 1;
 	setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof(one));
 	Peer* p = new Peer();
@@ -134,6 +138,24 @@ FinderServer::accept_ready(int, IoEventType)
 	_peers[p->id] = p;
 	log("connection " + std::to_string(p->id) + " accepted");
     }
+}
+
+// Out of descriptors the listening socket stays readable: stop watching it
+// for a while rather than spin on accept.
+void
+FinderServer::pause_accepting()
+{
+    log("out of resources to accept a connection; pausing for 100 ms");
+    _eventloop.remove_ioevent_cb(_listen_fd, IOT_READ);
+    _accept_pause = _eventloop.new_oneoff_after(
+	TimeVal(0, 100000), callback(this, &FinderServer::resume_accepting));
+}
+
+void
+FinderServer::resume_accepting()
+{
+    _eventloop.add_ioevent_cb(_listen_fd, IOT_READ,
+			      callback(this, &FinderServer::accept_ready));
 }
 
 void

@@ -59,6 +59,8 @@ private:
     };
 
     void accept_ready(int fd, IoEventType t);
+    void pause_accepting();
+    void resume_accepting();
     void reap();
     void fail(Peer* p, const std::string& why);
 
@@ -89,6 +91,7 @@ private:
     std::map<std::string, std::vector<Peer*> > _observers;  // by observed class
     std::vector<Peer*>			_dead;
     XorpTimer				_reaper;
+    XorpTimer				_accept_pause;
 };
 
 #endif // __LIBXIPC_FINDER_SERVER_HH__
