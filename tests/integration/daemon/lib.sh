@@ -31,6 +31,20 @@ expect_failure() {
     esac
 }
 
+# wait_until CONDITION MESSAGE: polls the shell CONDITION for up to 30 s;
+# fails with MESSAGE when it never holds.
+wait_until() {
+    local tries=0
+    until eval "$1"; do
+        tries=$((tries + 1))
+        if [ $tries -gt 300 ]; then
+            fail "$2"
+            return 1
+        fi
+        sleep 0.1
+    done
+}
+
 # start_finder: the finder in the background, listening before we go on.
 start_finder() {
     xorp_finder >/tmp/finder.log 2>&1 &

@@ -9,29 +9,16 @@ set -u
 
 # wait_for_lines FILE COUNT: until FILE holds COUNT lines (or give up).
 wait_for_lines() {
-    local tries=0
-    until [ "$(cat "$1" 2>/dev/null | wc -l)" -ge "$2" ]; do
-        tries=$((tries + 1))
-        if [ $tries -gt 300 ]; then
-            fail "$1 never reached $2 lines"
-            return
-        fi
-        sleep 0.1
-    done
+    wait_until "[ \"\$(cat '$1' 2>/dev/null | wc -l)\" -ge $2 ]" \
+        "$1 never reached $2 lines"
 }
 
 # wait_for_log PATTERN COUNT: until the daemon's log holds COUNT lines
 # matching PATTERN (or give up).
 wait_for_log() {
-    local tries=0
-    until [ "$(grep -c -- "$1" /tmp/login.log)" -ge "$2" ]; do
-        tries=$((tries + 1))
-        if [ $tries -gt 300 ]; then
-            fail "the log never held $2 line(s) matching: $1"
-            return
-        fi
-        sleep 0.1
-    done
+    local pattern=$1 count=$2
+    wait_until '[ "$(grep -c -- "$pattern" /tmp/login.log)" -ge "$count" ]' \
+        "the log never held $count line(s) matching: $pattern"
 }
 
 start_finder
