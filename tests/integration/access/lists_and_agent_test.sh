@@ -62,6 +62,8 @@ expect_eq "chain of the lists" "$(echo "$limits"; remote 10.0.0.0/8; echo "$remo
     snmp 10.1.1.0/24; echo "$snmp_drop"; web 10.2.0.0/16; echo "$web_drop")" "$(chain)"
 wait_until agent_runs "the agent is not running after enable_remote_config"
 [ -f /tmp/log/remote_config.log ] || fail "no agent log"
+expect_eq "daemon sockets held by the agent" 0 \
+    "$(ls -l /proc/$(pgrep -x vela_sh_remote)/fd | grep -c socket:)"
 
 # --- IPv6 in the remote set: refused by iptables, still remembered; the
 # set is in byte order, so 10.0.0.0/8 comes before 2001:db8::/32 and 9.0.0.0/8.
