@@ -101,13 +101,15 @@ void rebuild_account(LoginMain& login, const std::string& user,
     text = strerror(errno);
     if (text != "Success")
         throw LoginException("login_main.cc", __LINE__, text);
-    check_account_made(user, super_user);
 
     // Without a line there was no password to carry; the new line stays
     // locked as useradd made it rather than open with an empty field.
     if (saved != no_line)
         login.rewrite_shadow_password(user, saved);
     give_home_to_account(user, old_uid, old_gid);
+    // Last, so that a new account with a missing part still gets its
+    // password and home back.
+    check_account_made(user, super_user);
 }
 
 }  // namespace
@@ -151,9 +153,9 @@ void LoginMain::create_user(const std::string& user,
     text = strerror(errno);
     if (text != "Success")
         throw LoginException("login_main.cc", __LINE__, text);
-    check_account_made(user, super_user);
     if (existed)
         give_home_to_account(user, old_uid, old_gid);
+    check_account_made(user, super_user);
 }
 
 void LoginMain::delete_user(const std::string& user,
