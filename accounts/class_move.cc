@@ -31,8 +31,10 @@ const char kField[] = "field:";
 }  // namespace
 
 void LoginMain::save_class_move(const std::string& user, bool super_user,
+                                uid_t old_uid, gid_t old_gid,
                                 const std::string* field) {
     std::string text = user + "\n" + (super_user ? "super-user" : "read-only")
+        + "\n" + c_format("%u %u", unsigned(old_uid), unsigned(old_gid))
         + "\n" + (field == nullptr ? kNoLine : kField + *field) + "\n";
     int fd = open(kRecordWork, O_WRONLY | O_CREAT | O_TRUNC, 0600);
     bool good = fd >= 0
@@ -64,8 +66,11 @@ void LoginMain::finish_class_move() {
     if (!in)
         return;
     std::string user, user_class, field;
+    unsigned old_uid = 0, old_gid = 0;
     std::getline(in, user);
     std::getline(in, user_class);
+    in >> old_uid >> old_gid;
+    in.ignore(1);
     std::getline(in, field);
     char prefix[64];
     snprintf(prefix, sizeof(prefix), "+%d %s %s", __LINE__, "login_main.cc",
@@ -82,7 +87,7 @@ void LoginMain::finish_class_move() {
                  user.c_str(), user_class.c_str());
     field.erase(0, has_field ? strlen(kField) : field.size());
     try {
-        remake_account(user, user_class == "super-user",
+        remake_account(user, user_class == "super-user", old_uid, old_gid,
                        has_field ? &field : nullptr);
         end_class_move();
     } catch (const LoginException& e) {

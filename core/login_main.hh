@@ -5,6 +5,8 @@
 #ifndef LOGIN_CORE_LOGIN_MAIN_HH
 #define LOGIN_CORE_LOGIN_MAIN_HH
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <list>
@@ -68,12 +70,15 @@ public:
     void delete_user_class(const std::string& user,
                            const std::string& user_class);
     // A class move: the account deleted and made again in the class, with
-    // `field` (null: no shadow line to carry) as its password field.
+    // `field` (null: no shadow line to carry) as its password field and the
+    // home of the old ids given to the new ones.
     void remake_account(const std::string& user, bool super_user,
+                        uid_t old_uid, gid_t old_gid,
                         const std::string* field);
     // The record of a move under way (accounts/class_move.cc); the start of
     // the daemon finishes a move left in it.
     void save_class_move(const std::string& user, bool super_user,
+                         uid_t old_uid, gid_t old_gid,
                          const std::string* field);
     void end_class_move();
     void finish_class_move();
