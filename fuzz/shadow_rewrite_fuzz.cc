@@ -4,14 +4,13 @@
 // written with a newline); only the password field of the user's lines
 // changes.
 
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "core/login_main.hh"
+#include "fuzz/fuzz_files.hh"
 
 namespace {
 
@@ -40,40 +39,18 @@ std::string expected_copy(const std::string& user, const std::string& file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static std::string dir;
-    if (dir.empty()) {
-        char name[] = "/tmp/shadow_fuzz.XXXXXX";
-        if (mkdtemp(name) == nullptr)
-            abort();
-        dir = name;
-    }
-    const std::string input(reinterpret_cast<const char*>(data), size);
-    size_t newline = input.find('\n');
-    if (newline == std::string::npos)
-        return 0;
-    const std::string user = input.substr(0, newline);
-    const std::string file = input.substr(newline + 1);
-    if (user.find('\0') != std::string::npos)
+    std::string user, file;
+    if (!split_first_line(data, size, user, file)
+        || user.find('\0') != std::string::npos)
         return 0;  // names come from XRL text, which holds no NUL
-
-    const std::string shadow = dir + "/shadow", work = dir + "/shadow+";
-    FILE* out = fopen(shadow.c_str(), "w");
-    fwrite(file.data(), 1, file.size(), out);
-    fclose(out);
+    const std::string shadow = fuzz_path("shadow"), work = fuzz_path("shadow+");
+    put_file(shadow, file);
     FILE* from = fopen(shadow.c_str(), "r");
     FILE* to = fopen(work.c_str(), "w");
     int error = LoginMain::copy_shadow_lines(from, to, user, kField);
     fclose(from);
     fclose(to);
-
-    std::string copy;
-    FILE* in = fopen(work.c_str(), "r");
-    char buffer[4096];
-    size_t got;
-    while ((got = fread(buffer, 1, sizeof(buffer), in)) > 0)
-        copy.append(buffer, got);
-    fclose(in);
-    if (error == 0 && copy == expected_copy(user, file))
+    if (error == 0 && get_file(work) == expected_copy(user, file))
         return 0;
     fprintf(stderr, "copy differs (error %d) for user \"%s\"\n", error,
             user.c_str());
