@@ -9,6 +9,7 @@
 #include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
+#include "system/room.hh"
 
 namespace {
 
@@ -18,6 +19,11 @@ const char kIssue[] = "/etc/issue";
 // Cuts the file to nothing and writes text, followed by a newline when asked.
 void write_banner(const char* path, const string& text, bool newline)
 {
+    // Refused while the file is whole, rather than cut short by a full disk.
+    if (!room_to_replace(path, text.size() + (newline ? 1 : 0))) {
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("No space left on device for %s", path));
+    }
     FILE* file = fopen(path, "w+");
     if (file == NULL) {
         throw LoginException("login_main.cc", __LINE__,
@@ -26,7 +32,11 @@ void write_banner(const char* path, const string& text, bool newline)
     fputs(text.c_str(), file);
     if (newline)
         fputc('\n', file);
-    fclose(file);
+    bool failed = ferror(file) != 0;
+    if (fclose(file) != 0 || failed) {
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("Failed to write file: %s", path));
+    }
 }
 
 }  // namespace
