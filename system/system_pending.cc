@@ -24,8 +24,3 @@ int LoginMain::clear_arp(const string&) { return 0; }
 int LoginMain::clear_neighbours(const string&) { return 0; }
 void LoginMain::noop_operation_a() {}
 void LoginMain::noop_operation_b() {}
-
-bool LoginMain::fan_job() { return true; }
-void LoginMain::rpsu_job() {}
-bool LoginMain::syslog_info_job() { return true; }
-bool LoginMain::temperature_job() { return true; }

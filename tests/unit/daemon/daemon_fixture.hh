@@ -107,9 +107,12 @@ protected:
         errno = 0;
     }
 
-    void build()
+    void build() { build(_eventloop); }
+
+    // On another loop, e.g. one driven by a virtual clock.
+    void build(EventLoop& loop)
     {
-        _router.reset(new XrlStdRouter(_eventloop, "login", false));
+        _router.reset(new XrlStdRouter(loop, "login", false));
         _login.reset(new LoginMain(*_router));
         _target.reset(new XrlLoginTarget(*_router, *_login));
     }
