@@ -150,6 +150,18 @@ TEST_F(TimerTest, UnscheduleKeepsTheHandleUsable)
     EXPECT_FALSE(empty.scheduled());
 }
 
+TEST_F(TimerTest, ReschedulingAPendingTimerDropsItsOldExpiry)
+{
+    XorpTimer t = list.new_oneoff_after(TimeVal(5, 0),
+                                        callback(&rec, &Recorder::oneoff, std::string("o")));
+    t.schedule_after(TimeVal(8, 0));
+    EXPECT_EQ(1u, list.size());
+    run_for(TimeVal(7, 0));
+    EXPECT_EQ(0, rec.count("o"));
+    run_for(TimeVal(10, 0));
+    EXPECT_EQ(1, rec.count("o"));
+}
+
 TEST_F(TimerTest, LowerPriorityNumberRunsFirstOnePerRun)
 {
     XorpTimer low = list.new_oneoff_after(
