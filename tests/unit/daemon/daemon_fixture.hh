@@ -24,11 +24,11 @@ namespace daemon_test {
 
 const char JOURNAL[] = "/var/log/sandbox/commands.log";
 
-// Lines of the journal since it was last cleared.
-inline std::vector<std::string> journal()
+// Lines of the journal (or another record) since it was last cleared.
+inline std::vector<std::string> journal(const char* path = JOURNAL)
 {
     std::vector<std::string> lines;
-    FILE* f = fopen(JOURNAL, "r");
+    FILE* f = fopen(path, "r");
     if (f == nullptr)
         return lines;
     char buf[4096];

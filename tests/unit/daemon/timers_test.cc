@@ -1,14 +1,9 @@
-// Card states and the five job timers, run for minutes of virtual time. A
-// `ping` that prints nothing stands first on PATH, so each liveness pass is
-// one quick journal line per configured server.
+// Card states and the five job timers over minutes of virtual time. A `ping`
+// that prints nothing comes first on PATH: a pass is one quick journal line.
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <string>
-
-#include "libxorp/clock.hh"
+#include <algorithm>
 
 #include "daemon_fixture.hh"
 #include "log_capture.hh"
@@ -16,162 +11,82 @@
 namespace daemon_test {
 namespace {
 
-using std::string;
-
 const char VELA_LOG[] = "/var/log/sandbox/vela_common.log";
 
 class TimersTest : public DaemonTest {
 protected:
-    TimersTest() : _loop(&_clock) {}
-
     void SetUp() override
     {
         DaemonTest::SetUp();
-        _path = getenv("PATH");
-        ASSERT_EQ(0, system("mkdir -p /tmp/quiet-ping && printf '#!/bin/sh\\n' >/tmp/quiet-ping/ping && chmod 755 /tmp/quiet-ping/ping"));
-        setenv("PATH", ("/tmp/quiet-ping:" + _path).c_str(), 1);
+        ASSERT_EQ(0, system("mkdir -p /tmp/quiet && printf '#!/bin/sh\\n' >/tmp/quiet/ping && chmod 755 /tmp/quiet/ping"));
+        setenv("PATH", (std::string("/tmp/quiet:") + getenv("PATH")).c_str(), 1);
         fclose(fopen(VELA_LOG, "w"));
         build(_loop);
     }
 
-    void TearDown() override
-    {
-        DaemonTest::TearDown();
-        setenv("PATH", _path.c_str(), 1);
-    }
-
-    // Turns the loop until `seconds` of virtual time have passed.
-    void run_for(int seconds)
-    {
-        TimeVal end = _clock.now() + TimeVal(seconds, 0);
-        TimeVal delay;
-        while (_loop.timer_list().get_next_delay(delay)
-               && _clock.now() + delay <= end)
-            _loop.run();
-        _clock.set_time(end);
-    }
-
     void state(uint32_t s) { EXPECT_TRUE(_target->card_state_changed(1, s).isOK()); }
 
-    static int count(const std::vector<string>& lines, const string& text)
+    // Turns the loop through `seconds` of virtual time; gives the runs so far
+    // of the pass, fan, rpsu, the two syslog calls and temperature.
+    std::string run(int seconds)
     {
-        int n = 0;
-        for (const string& l : lines)
-            n += l.compare(0, text.size(), text) == 0;
-        return n;
-    }
-    static int count_containing(const std::vector<string>& lines,
-                                const string& text)
-    {
-        int n = 0;
-        for (const string& l : lines)
-            n += l.find(text) != string::npos;
-        return n;
-    }
-    int passes() { return count(journal(), "ping -c 3 -i 0.2 -w 1 10.99.0.2|"); }
-    int vela(const string& name) { return count(vela_lines(), name); }
-    static std::vector<string> vela_lines()
-    {
-        std::vector<string> lines;
-        FILE* f = fopen(VELA_LOG, "r");
-        char buf[256];
-        while (f != nullptr && fgets(buf, sizeof(buf), f) != nullptr)
-            lines.push_back(buf);
-        if (f != nullptr)
-            fclose(f);
-        return lines;
+        TimeVal end = _clock.now() + TimeVal(seconds, 0), delay;
+        while (_loop.timer_list().get_next_delay(delay) && _clock.now() + delay <= end)
+            _loop.run();
+        _clock.set_time(end);
+        std::string runs = count(journal(), "ping ");
+        for (const char* job : {"fan_", "rpsu_", "syslog_rpsu", "syslog_sfp", "execute_command /vela"})
+            runs += " " + count(journal(VELA_LOG), job);
+        return runs;
     }
 
-    // Passes, fan, rpsu, syslog pairs, temperature, as run so far.
-    void expect_jobs(int pass, int fan, int rpsu, int syslog, int temp)
+    static std::string count(const std::vector<std::string>& lines, const std::string& head)
     {
-        EXPECT_EQ(pass, passes());
-        EXPECT_EQ(fan, vela("fan_controller\n"));
-        EXPECT_EQ(rpsu, vela("rpsu_controller\n"));
-        EXPECT_EQ(syslog, vela("syslog_rpsu_info\n"));
-        EXPECT_EQ(syslog, vela("syslog_sfp_info\n"));
-        EXPECT_EQ(temp, vela("execute_command /vela/bin/shell/snmp_switch_temperature.sh\n"));
+        return std::to_string(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
+            return l.compare(0, head.size(), head) == 0; }));
     }
 
     VirtualClock _clock;
-    EventLoop    _loop;
-    string       _path;
+    EventLoop    _loop{&_clock};
 };
 
-TEST_F(TimersTest, TenMinutesOfJobsBetweenStates8And10)
+TEST_F(TimersTest, TenMinutesBetweenStates8And10)
 {
     _login->set_tacacs_server(IPv4("10.99.0.2"));
-    // No timer runs before state 8, and other states start nothing.
-    state(0);
-    state(9);
-    state(11);
-    run_for(600);
-    expect_jobs(1, 0, 0, 0, 0);
-
+    // Other states start nothing; 10 twice after 8 leaves nothing, not even the one-shot.
+    for (uint32_t s : {0u, 9u, 10u, 11u, 8u, 10u, 10u})
+        state(s);
+    EXPECT_EQ("1 0 0 0 0 0", run(600));
     state(8);
-    run_for(600);
-    expect_jobs(61, 2, 1, 10, 10);
-    EXPECT_EQ("syslog_rpsu_info\n", vela_lines().at(1));
-    EXPECT_EQ("syslog_sfp_info\n", vela_lines().at(2));
-
-    // State 10 twice: everything stops, the second finds nothing to do.
-    state(10);
-    state(10);
-    run_for(600);
-    expect_jobs(61, 2, 1, 10, 10);
+    EXPECT_EQ("61 2 1 10 10 10", run(600));
+    EXPECT_EQ("syslog_rpsu_info", journal(VELA_LOG).at(1));
 }
 
-TEST_F(TimersTest, SecondState8RestartsEveryTimer)
+TEST_F(TimersTest, SecondState8StartsEveryTimerOver)
 {
     _login->set_tacacs_server(IPv4("10.99.0.2"));
     state(8);
-    run_for(3);
-    state(8);
-    run_for(9);     // 12 s after the first state 8, 9 s after the second
-    expect_jobs(1, 0, 1, 0, 0);
-    run_for(1);
-    expect_jobs(2, 0, 1, 0, 0);
-    run_for(47);    // the 60-second jobs count from the second state 8 too
-    expect_jobs(6, 0, 1, 0, 0);
-    run_for(3);
-    expect_jobs(7, 0, 1, 1, 1);
-}
-
-TEST_F(TimersTest, StateTenBeforeTheOneShotAndStateEightAgain)
-{
-    state(10);      // nothing was started: nothing happens
-    state(8);
-    run_for(4);
-    state(10);
-    run_for(600);
-    expect_jobs(0, 0, 0, 0, 0);
-
-    _login->set_tacacs_server(IPv4("10.99.0.2"));
-    state(8);
-    run_for(10);
-    expect_jobs(2, 0, 1, 0, 0);
+    run(3);
+    state(8);           // the first one's one-shot at 5 s and pass at 10 s are gone
+    EXPECT_EQ("1 0 1 0 0 0", run(9));
+    EXPECT_EQ("6 0 1 0 0 0", run(48));
+    EXPECT_EQ("7 0 1 1 1 1", run(3));
 }
 
 TEST_F(TimersTest, FailedPassEndsOnlyTheLivenessTimer)
 {
-    // The first pass writes the file; a directory in its place fails the open.
+    // The first pass writes the file: a directory in its place fails it.
     unlink("/tmp/system/tac_live_servers");
     ASSERT_EQ(0, mkdir("/tmp/system/tac_live_servers", 0755));
     LogCapture log;
     state(8);
-    run_for(10);
-    EXPECT_EQ(1, count_containing(log.lines(),
-        " login_main.cc tac_live Open /tmp/system/tac_live_servers error."));
+    run(10);
     ASSERT_EQ(0, rmdir("/tmp/system/tac_live_servers"));
-
+    EXPECT_NE(std::string::npos, log.lines().at(0).find(" login_main.cc tac_live Open /tmp/system/tac_live_servers error."));
     _login->set_tacacs_server(IPv4("10.99.0.2"));
-    run_for(590);
-    expect_jobs(1, 2, 1, 10, 10);
-
-    // The next state 8 starts the liveness timer anew.
-    state(8);
-    run_for(10);
-    expect_jobs(2, 2, 2, 10, 10);
+    EXPECT_EQ("1 2 1 10 10 10", run(590));
+    state(8);           // starts it anew
+    EXPECT_EQ("2 2 2 10 10 10", run(10));
 }
 
 } // namespace
