@@ -35,9 +35,8 @@ disable true|${S}0.0.0.0 |disable false|key s3cr	et|auth_type login" "$(sed -e "
 # Flag files: the whole content replaced; 0666 once a pass cleared the mask.
 for c in authorization?enable:bool=false authorization?enable:bool=true accounting?enable:bool=false; do
     call "set_tacacs_enable_$c"; done
-cd /tmp/system
-expect_eq "flag files" "4 666 true 5 666 false" \
-    "$(stat -c '%s %a' tac_enable_authorization) $(cat tac_enable_authorization) $(stat -c '%s %a' tac_enable_accounting) $(cat tac_enable_accounting)"
+expect_eq "flag files" "4 666 true 5 666 false" "$(cd /tmp/system
+    for f in tac_enable_authorization tac_enable_accounting; do stat -c '%s %a' $f; cat $f; echo; done | xargs)"
 
 # pam_unix off twice, then on: the file as it was.
 cp /etc/pam.d/common-auth /tmp/pam.orig

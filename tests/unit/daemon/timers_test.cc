@@ -34,16 +34,14 @@ protected:
         while (_loop.timer_list().get_next_delay(delay) && _clock.now() + delay <= end)
             _loop.run();
         _clock.set_time(end);
+        auto count = [](const std::vector<std::string>& lines, const std::string& head) {
+            return std::to_string(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
+                return l.compare(0, head.size(), head) == 0; }));
+        };
         std::string runs = count(journal(), "ping ");
         for (const char* job : {"fan_", "rpsu_", "syslog_rpsu", "syslog_sfp", "execute_command /vela"})
             runs += " " + count(journal(VELA_LOG), job);
         return runs;
-    }
-
-    static std::string count(const std::vector<std::string>& lines, const std::string& head)
-    {
-        return std::to_string(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
-            return l.compare(0, head.size(), head) == 0; }));
     }
 
     VirtualClock _clock;
