@@ -80,6 +80,10 @@ delete_login_announcement?announcement:txt= /etc/motd %s
 set_login_message?message:txt=x /etc/issue x
 delete_login_message?message:txt= /etc/issue %s
 TABLE
+mount --bind /dev/full /etc/issue
+expect_failure "message on a full disk" "System login set message failed." \
+    "$LOGIN_XRL/set_login_message?message:txt=x"
+umount /etc/issue
 
 # --- Hostile text for every text operation: the answer ("-": success,
 # the two without a failure answer log a warning instead), and nothing
