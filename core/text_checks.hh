@@ -31,4 +31,20 @@ inline bool is_plain_shell_text(const std::string& text, const char* allowed)
     return true;
 }
 
+// The bytes a shell reads as syntax or expands.
+inline constexpr char kShellSpecial[] = "`$\\\"'|&;<>()*?[]{}~#!";
+
+// True when `text` holds one of kShellSpecial or a control character other
+// than the tab (a NUL or a newline among them). A text without any can go
+// onto a command line unquoted: the tab, like the blank, only splits words.
+inline bool has_shell_special(const std::string& text)
+{
+    for (unsigned char c : text) {
+        if ((c < 0x20 && c != '\t') || c == 0x7f
+            || strchr(kShellSpecial, c) != nullptr)
+            return true;
+    }
+    return false;
+}
+
 #endif  // LOGIN_CORE_TEXT_CHECKS_HH
