@@ -9,6 +9,7 @@
 #include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
+#include "core/text_checks.hh"
 #include "system/room.hh"
 
 namespace {
@@ -17,6 +18,8 @@ const char kMotd[] = "/etc/motd";
 const char kIssue[] = "/etc/issue";
 
 // Cuts the file to nothing and writes text, followed by a newline when asked.
+// A failed write is reported; the file may then hold only part of the text,
+// which a full disk no longer causes: the room is looked at first.
 void write_banner(const char* path, const string& text, bool newline)
 {
     // Refused while the file is whole, rather than cut short by a full disk.
@@ -29,11 +32,9 @@ void write_banner(const char* path, const string& text, bool newline)
         throw LoginException("login_main.cc", __LINE__,
                              c_format("Failed to open file: %s", path));
     }
-    fputs(text.c_str(), file);
-    if (newline)
-        fputc('\n', file);
-    bool failed = ferror(file) != 0;
-    if (fclose(file) != 0 || failed) {
+    bool written = fputs(text.c_str(), file) != EOF
+        && (!newline || fputc('\n', file) != EOF);
+    if (fclose(file) != 0 || !written) {
         throw LoginException("login_main.cc", __LINE__,
                              c_format("Failed to write file: %s", path));
     }
@@ -44,6 +45,8 @@ void write_banner(const char* path, const string& text, bool newline)
 void
 LoginMain::set_login_announcement(const string& announcement)
 {
+    // fputs would write only the part before it.
+    check_no_nul_byte(announcement, "Announcement");
     write_banner(kMotd, announcement, true);
 }
 
@@ -60,6 +63,7 @@ LoginMain::delete_login_announcement(const string& announcement)
 void
 LoginMain::set_login_message(const string& message)
 {
+    check_no_nul_byte(message, "Message");
     write_banner(kIssue, message, false);
 }
 
