@@ -8,7 +8,7 @@ row() { printf '%s\t%s\t%s\t%s\t%s\n' "$@"; }
 now() { date +%s%N; }
 ms() { awk -v ns="$1" 'BEGIN {printf "%.1f", ns / 1e6}'; }
 median() { sort -n | awk '{v[NR] = $1} END {print v[int((NR + 1) / 2)]}'; }
-rss() { awk '/^VmRSS/ {print $2}' /proc/$1/status; }
+rss() { awk -v f="${2:-VmRSS}:" '$1 == f {print $2}' /proc/$1/status; }
 
 xorp_finder >/tmp/finder.log 2>&1 &
 finder=$!
@@ -34,6 +34,8 @@ sleep 60 & idle=$!
 sleep 0.2
 row "idle VmRSS of login (target < 4096)" "$(rss $pid)" KiB "idle VmRSS of sleep" "$(rss $idle)"
 row "idle VmRSS of xorp_finder (target < 4096)" "$(rss $finder)" KiB "idle VmRSS of sleep" "$(rss $idle)"
+row "idle RssAnon (private) of login" "$(rss $pid RssAnon)" KiB "idle RssAnon of sleep" "$(rss $idle RssAnon)"
+row "idle RssAnon (private) of xorp_finder" "$(rss $finder RssAnon)" KiB "idle RssAnon of sleep" "$(rss $idle RssAnon)"
 kill $idle
 
 # One password change on a long /etc/shadow, against chpasswd -e changing
