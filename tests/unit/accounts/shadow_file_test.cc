@@ -277,6 +277,7 @@ TEST_F(ShadowReadBackTest, FieldOfTheLastMatchingLine) {
     EXPECT_EQ("", read_back("bob::1:\n", "bob"));
     EXPECT_EQ("", read_back("bob:", "bob"));
     EXPECT_EQ("old", read_back("bob:old", "bob"));
+    EXPECT_EQ("old", read_back("bob:old\n", "bob"));
 }
 
 TEST_F(ShadowReadBackTest, NoLineLeavesTheCallersString) {
