@@ -21,12 +21,9 @@ forget_commands() { : > $JOURNAL; }
 
 # account USER: "home shell group-of-primary-gid" or "none".
 account() {
-    local entry
+    local entry gid home shell
     entry=$(getent passwd "$1") || { echo none; return; }
-    local gid home shell
-    gid=$(echo "$entry" | cut -d: -f4)
-    home=$(echo "$entry" | cut -d: -f6)
-    shell=$(echo "$entry" | cut -d: -f7)
+    IFS=: read -r _ _ _ gid _ home shell <<<"$entry"
     echo "$home $shell $(getent group "$gid" | cut -d: -f1)"
 }
 
