@@ -101,9 +101,12 @@ TEST_F(TargetTest, HostNameChecks)
         {"", bad},  // passes the byte tests; the operation itself refuses it
     };
     for (const auto& c : cases) {
+        clear_journal();
         XrlCmdError e = _target->set_hostname(c.name);
         EXPECT_EQ(c.note.empty() ? OKAY : COMMAND_FAILED, e.error_code()) << c.name;
         EXPECT_EQ(c.note, e.note()) << c.name;
+        // A refused name runs nothing.
+        EXPECT_EQ(c.note.empty(), !journal().empty()) << c.name;
     }
 }
 
