@@ -38,10 +38,10 @@ inline std::vector<std::string> lines_of(FILE* f)
     return lines;
 }
 
-// Lines of the journal since it was last cleared.
-inline std::vector<std::string> journal()
+// Lines of the journal (or another record) since it was last cleared.
+inline std::vector<std::string> journal(const char* path = JOURNAL)
 {
-    FILE* f = fopen(JOURNAL, "r");
+    FILE* f = fopen(path, "r");
     std::vector<std::string> lines = lines_of(f);
     if (f != nullptr)
         fclose(f);
@@ -104,9 +104,12 @@ protected:
         errno = 0;
     }
 
-    void build()
+    void build() { build(_eventloop); }
+
+    // On another loop, e.g. one driven by a virtual clock.
+    void build(EventLoop& loop)
     {
-        _router.reset(new XrlStdRouter(_eventloop, "login", false));
+        _router.reset(new XrlStdRouter(loop, "login", false));
         _login.reset(new LoginMain(*_router));
         _target.reset(new XrlLoginTarget(*_router, *_login));
     }
