@@ -117,7 +117,8 @@ XrlRouter::XrlRouter(EventLoop& e, const char* class_name,
       _finder(e, finder_addr, finder_port,
 	      TimeVal(connect_timeout_ms() / 1000,
 		      (connect_timeout_ms() % 1000) * 1000), *this),
-      _finalized(false), _ready(false), _reply_timeout(kDefaultReplyTimeout),
+      _finalized(false), _ready(false), _registered_before(false),
+      _reply_timeout(kDefaultReplyTimeout),
       _f_waiting(false), _f_seq(0), _next_seq(1001), _calls_base(1),
       _outstanding(0)
 {
@@ -401,7 +402,11 @@ XrlRouter::registration_step(uint32_t code, const std::string& note,
 	    _cookie = out.get_string("out_cookie");
 	} else if (cmd == "enable") {
 	    _ready = true;
+	    bool again = _registered_before;
+	    _registered_before = true;
 	    finder_ready_event(_instance_name);
+	    if (again && !_finder_reconnected.is_empty())
+		_finder_reconnected->dispatch();
 	} else {
 	    const std::string& name = out.get_string("resolved_xrl_method_name");
 	    if (cmd == "*")

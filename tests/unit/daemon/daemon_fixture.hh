@@ -24,11 +24,11 @@ namespace daemon_test {
 
 const char JOURNAL[] = "/var/log/sandbox/commands.log";
 
-// Lines of the journal since it was last cleared.
-inline std::vector<std::string> journal()
+// Lines of the journal (or another record) since it was last cleared.
+inline std::vector<std::string> journal(const char* path = JOURNAL)
 {
     std::vector<std::string> lines;
-    FILE* f = fopen(JOURNAL, "r");
+    FILE* f = fopen(path, "r");
     if (f == nullptr)
         return lines;
     char buf[4096];
@@ -107,9 +107,12 @@ protected:
         errno = 0;
     }
 
-    void build()
+    void build() { build(_eventloop); }
+
+    // On another loop, e.g. one driven by a virtual clock.
+    void build(EventLoop& loop)
     {
-        _router.reset(new XrlStdRouter(_eventloop, "login", false));
+        _router.reset(new XrlStdRouter(loop, "login", false));
         _login.reset(new LoginMain(*_router));
         _target.reset(new XrlLoginTarget(*_router, *_login));
     }

@@ -135,7 +135,9 @@ TEST_F(TimerTest, UnscheduleKeepsTheHandleUsable)
     EXPECT_EQ(1, rec.count("p"));
 
     t.schedule_after(TimeVal(5, 0));
-    run_for(TimeVal(5, 0));
+    t.schedule_after(TimeVal(8, 0));  // moves the pending timer, never doubles it
+    EXPECT_EQ(1u, list.size());
+    run_for(TimeVal(8, 0));
     EXPECT_EQ(2, rec.count("p"));
 
     // Assigning a new timer to an unscheduled handle works as on a fresh one.
