@@ -194,8 +194,10 @@ run_target(uint16_t port)
     XrlStdRouter r(e, kTarget, "127.0.0.1", port);
     r.add_handler("common/0.1/get_status", callback(&get_status));
     r.finalize();
-    for (;;)
+    setup_dflt_sighandlers();	// SIGTERM ends it, its socket removed
+    while (xorp_do_run)
 	e.run();
+    return 0;
 }
 
 class Client {
@@ -354,7 +356,7 @@ measure(int server_cpu, int client_cpu, uint32_t n, Round& r)
 	int status = 0;
 	waitpid(client, &status, 0);
 	r.finder_kb = rss_kb(finder);
-	kill(target, SIGKILL);
+	kill(target, SIGTERM);
 	waitpid(target, NULL, 0);
 	good = WIFEXITED(status) && WEXITSTATUS(status) == 0
 	    && sscanf(out.c_str(), "%lf %lf %lf %lf %ld", &r.rate1, &r.p50,

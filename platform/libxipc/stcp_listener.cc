@@ -5,7 +5,9 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/random.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -51,6 +53,8 @@ StcpListener::~StcpListener()
 	_eventloop.remove_ioevent_cb(_fd, IOT_ANY);
 	::close(_fd);
     }
+    if (!_path.empty())
+	unlink(_path.c_str());
     for (WireConn* c : _conns)
 	delete c;
     reap();
@@ -75,8 +79,58 @@ StcpListener::listen(const std::string& ip)
 	::close(fd);
 	return false;
     }
-    _fd = fd;
     _address = ip + ":" + std::to_string(ntohs(sin.sin_port));
+    started(fd);
+    return true;
+}
+
+bool
+StcpListener::listen_unix()
+{
+    ErrnoSaver es;
+    static const char letters[] =
+	"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    for (int attempt = 0; attempt < 10; attempt++) {
+	unsigned char r[6];
+	if (getrandom(r, sizeof(r), GRND_NONBLOCK) != sizeof(r))
+	    return false;
+	std::string path = "/var/tmp/xrl.";
+	for (unsigned char c : r)
+	    path += letters[c % (sizeof(letters) - 1)];
+	struct sockaddr_un sun;
+	memset(&sun, 0, sizeof(sun));
+	sun.sun_family = AF_UNIX;
+	memcpy(sun.sun_path, path.data(), path.size());
+	int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+	if (fd < 0)
+	    return false;
+	if (bind(fd, reinterpret_cast<struct sockaddr*>(&sun), sizeof(sun)) < 0) {
+	    bool taken = errno == EADDRINUSE;
+	    ::close(fd);
+	    if (taken)
+		continue;
+	    return false;
+	}
+	if (::listen(fd, 128) < 0) {
+	    ::close(fd);
+	    unlink(path.c_str());
+	    return false;
+	}
+	_path = path;
+	_address = path;
+	for (char& c : _address)
+	    if (c == '/')
+		c = ':';
+	started(fd);
+	return true;
+    }
+    return false;
+}
+
+void
+StcpListener::started(int fd)
+{
+    _fd = fd;
     _eventloop.add_ioevent_cb(fd, IOT_READ,
 			      callback(this, &StcpListener::accept_ready));
     int idle = kDefaultIdleSec;
@@ -86,7 +140,6 @@ StcpListener::listen(const std::string& ip)
     if (idle > 0)
 	_idle = _eventloop.new_periodic(TimeVal(idle, 0),
 					callback(this, &StcpListener::idle_tick));
-    return true;
 }
 
 void
@@ -98,7 +151,8 @@ StcpListener::accept_ready(int, IoEventType)
 	if (fd < 0)
 	    return;
 	int one = 1;
-	setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof(one));
+	if (_path.empty())
+	    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof(one));
 	WireConn* c = new WireConn(_eventloop, fd, stcp::split, *this);
 	c->set_user(kWrote);
 	_conns.push_back(c);

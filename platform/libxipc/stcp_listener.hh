@@ -34,7 +34,12 @@ public:
 
     // Listens on `ip` (dotted IPv4), on a port of the system's choice.
     bool listen(const std::string& ip);
-    // "<ip>:<port>", the protocol_args of add_xrl.
+    // Listens on a new unix socket /var/tmp/xrl.XXXXXX, removed again when
+    // the listener goes.
+    bool listen_unix();
+    // "stcp" or "unix", and the address: "<ip>:<port>", or the socket's
+    // path with every '/' written ':' (add_xrl's protocol_name and _args).
+    const char* protocol() const { return _path.empty() ? "stcp" : "unix"; }
     const std::string& address() const { return _address; }
 
     // WireConnHandler
@@ -45,12 +50,14 @@ public:
 private:
     void accept_ready(int fd, IoEventType t);
     bool idle_tick();
+    void started(int fd);
     void reap();
 
     EventLoop&			_eventloop;
     StcpDispatcher&		_dispatcher;
     int				_fd;
     std::string			_address;
+    std::string			_path;
     std::vector<WireConn*>	_conns;
     std::vector<WireConn*>	_dead;
     XorpTimer			_idle;

@@ -146,8 +146,13 @@ XrlRouter::finalize()
 	return;
     _finalized = true;
     if (count_handlers() != 0 || !_catch_all.is_empty()) {
+	// A unix socket, as XORP's default (XORP_PF=x), unless XORP_PF=t
+	// asks for TCP; TCP too when the socket cannot be made.
+	const char* pf = getenv("XORP_PF");
 	_listener.reset(new StcpListener(_eventloop, *this));
-	if (!_listener->listen(_local_ip)) {
+	if ((pf != NULL && strcmp(pf, "t") == 0) || !_listener->listen_unix())
+	    _listener.reset(new StcpListener(_eventloop, *this));
+	if (_listener->address().empty() && !_listener->listen(_local_ip)) {
 	    xlog_error("XRL", "XrlRouter", "cannot listen on %s: %s",
 		       _local_ip.c_str(), strerror(errno));
 	    _listener.reset();
@@ -364,8 +369,8 @@ XrlRouter::start_registration()
     std::list<std::string> names;
     get_command_names(names);
     if (_listener) {
-	std::string proto = "&protocol_name:txt=stcp&"
-	    + txt("protocol_args", _listener->address());
+	std::string proto = "&" + txt("protocol_name", _listener->protocol())
+	    + "&" + txt("protocol_args", _listener->address());
 	for (const std::string& n : names)
 	    finder_request(f + "add_xrl?" + txt("xrl", "finder://"
 			   + _instance_name + "/" + n) + proto,

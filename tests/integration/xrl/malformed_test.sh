@@ -6,7 +6,7 @@ set -u
 . "$(dirname "$0")/lib.sh"
 cd /tmp
 start_finder
-start_peer peer --log /tmp/peer.log
+XORP_PF=t start_peer peer --log /tmp/peer.log	# a TCP listener
 
 out=$(python3 - <<'PY'
 import re, socket, struct

@@ -575,9 +575,11 @@ TEST_F(Transport, FinderDropsConnectionsThatBreakTheProtocol)
 // connection, and the target goes on serving.
 TEST_F(Transport, ListenerAnswersOrClosesOnBadPackets)
 {
+    setenv("XORP_PF", "t", 1);		// TCP, where unix sockets are the default
     auto target = router("srv");
     target->add_handler("test/0.1/echo", callback(&srv, &Server::echo));
     ASSERT_TRUE(ready(*target));
+    unsetenv("XORP_PF");
     auto r = raw(finder->port());
     std::string res = r->ask("finder://finder/finder/0.2/resolve_xrl?xrl:txt=finder://srv/test/0.1/echo");
     size_t at = res.find("stcp://127.0.0.1:");
