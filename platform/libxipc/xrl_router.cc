@@ -605,6 +605,9 @@ XrlRouter::drain_waiting()
     while (!_waiting.empty() && _waiting.front().state != WAIT_RESOLVING) {
 	Waiting w = _waiting.front();
 	_waiting.pop_front();
+	uint64_t idx = w.call - _calls_base;
+	if (w.call < _calls_base || idx >= _calls.size() || !_calls[idx].active)
+	    continue;		// timed out while waiting: not sent at all
 	if (w.state == WAIT_FAILED)
 	    complete(w.call, w.error, NULL);
 	else if (_cache.count(w.key) == 0)
