@@ -18,21 +18,7 @@
 #include "libxorp/xlog.h"
 
 #include "core/login_main.hh"
-
-// A control character other than the tab (which only splits words), or a
-// byte the shell reads as syntax or expands.
-static bool
-has_shell_special(const string& text)
-{
-    static const char special[] = "`$\\\"'|&;<>()*?[]{}~#!";
-    for (size_t i = 0; i < text.size(); i++) {
-        unsigned char c = static_cast<unsigned char>(text[i]);
-        if ((c < 0x20 && c != '\t') || c == 0x7f
-            || strchr(special, c) != NULL)
-            return true;
-    }
-    return false;
-}
+#include "core/text_checks.hh"
 
 // Writes "true" or "false", without newline, over the whole of `path`.
 static void
