@@ -25,6 +25,7 @@
 #include "libxipc/stcp_wire.hh"
 #include "libxipc/xrl.hh"
 #include "libxipc/xrl_args_packing.hh"
+#include "libxipc/xrl_std_router.hh"
 
 namespace {
 
@@ -161,6 +162,7 @@ TEST(Conformance, EveryCapturedMessageDecodesAndEncodesBackByteForByte)
 // A blocking connection of one replayed client.
 class Client {
 public:
+    explicit Client(int fd, bool) : _fd(fd) {}
     explicit Client(uint16_t port) : _fd(socket(AF_INET, SOCK_STREAM, 0)) {
 	sockaddr_in sin = {};
 	sin.sin_family = AF_INET;
@@ -293,6 +295,62 @@ TEST(Conformance, ReplayedClientsGetTheRealFindersMessages)
 	}
     }
     EXPECT_LT(100u, compared);
+}
+
+const XrlCmdError
+answer_ok(const XrlArgs&, XrlArgs*)
+{
+    return XrlCmdError::OKAY();
+}
+
+// Our router, given the captured target's class and handlers and the real
+// finder's replies, sends the finder what the real target sent.
+TEST(Conformance, RouterRegistersAsTheCapturedTarget)
+{
+    EventLoop e;
+    int lfd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in sin = {};
+    sin.sin_family = AF_INET;
+    sin.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof(sin);
+    ASSERT_EQ(0, bind(lfd, reinterpret_cast<sockaddr*>(&sin), sizeof(sin)));
+    listen(lfd, 1);
+    getsockname(lfd, reinterpret_cast<sockaddr*>(&sin), &len);
+    setenv("XORP_PF", "t", 1);
+    XrlStdRouter r(e, "wire_target", "127.0.0.1", ntohs(sin.sin_port));
+    for (const char* cmd : { "common/0.1/get_status", "common/0.1/get_target_name",
+	    "finder_event_observer/0.1/xrl_target_birth",
+	    "finder_event_observer/0.1/xrl_target_death", "wire/0.1/all_types",
+	    "wire/0.1/check_args", "wire/0.1/echo", "wire/0.1/fail" })
+	r.add_handler(cmd, callback(&answer_ok));
+    r.finalize();
+    unsetenv("XORP_PF");
+    auto readable = [&](int fd) {
+	bool expired = false;
+	XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
+	pollfd p = { fd, POLLIN, 0 };
+	while (poll(&p, 1, 0) != 1 && !expired)
+	    e.run();
+	return !expired;
+    };
+    ASSERT_TRUE(readable(lfd));
+    Client finder(accept(lfd, NULL, NULL), true);
+    static const std::regex names("wire_target-[0-9a-f]{32}@127\\.0\\.0\\.1|127\\.0\\.0\\.1:[0-9]+");
+    for (const Message& m : read_capture("01-target-registration.hex")) {
+	if (m.from == "finder") {
+	    finder.write_all(m.bytes);
+	    continue;
+	}
+	ASSERT_TRUE(readable(finder.fd()));
+	EXPECT_EQ(std::regex_replace(m.bytes.substr(4), names, "<name>"),
+		  std::regex_replace(finder.read_frame().substr(4), names, "<name>"));
+    }
+    bool expired = false;
+    XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
+    while (!r.ready() && !expired)
+	e.run();
+    EXPECT_TRUE(r.ready());
+    close(lfd);
 }
 
 }  // namespace
