@@ -31,6 +31,14 @@ expect_failure() {
     esac
 }
 
+# refusals: each line of stdin "OPERATION USER CLASS NOTE" must fail with NOTE.
+refusals() {
+    while read -r op user class note; do
+        expect_failure "$op $user" "$note" \
+            "$LOGIN_XRL/$op?user:txt=$user&user_class:txt=$class" </dev/null
+    done
+}
+
 # wait_until CONDITION MESSAGE: polls the shell CONDITION for up to 30 s;
 # fails with MESSAGE when it never holds.
 wait_until() {
