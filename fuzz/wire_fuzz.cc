@@ -1,13 +1,9 @@
-// The readers of the two wire protocols, on any bytes. The finder link: a
-// frame that the splitter takes and the parser reads, written again from
-// what was read, reads back the same (a reply's code, note and arguments
-// too). STCP: a header the splitter takes agrees with the frame length, and
-// packed arguments that unpack pack to bytes that unpack and pack to the
-// same bytes (a NaN is packed as XORP's one NaN, so the input itself need
-// not come back).
-
+// The readers of the two wire protocols, on any bytes. A finder-link frame
+// that is read, written again from what was read, reads back the same. An
+// STCP header agrees with its frame length. Packed arguments that are read
+// pack to bytes that read and pack to the same bytes (not to the input
+// itself: a NaN is packed as XORP's one NaN).
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -17,74 +13,52 @@
 
 namespace {
 
-void check(bool holds, const char* what) {
-    if (holds)
-        return;
-    fprintf(stderr, "%s\n", what);
-    abort();
-}
-
-void finder_link(const char* data, size_t size) {
+// The frame written again from what `frame` holds, or "" when it is no
+// frame (or would not fit once written again: a note may grow).
+std::string rewritten(const std::string& frame, finderwire::Message& m) {
     size_t length = 0;
     const char* why = nullptr;
-    finderwire::Message m;
-    if (finderwire::split(data, size, length, why) != FRAME_READY
-        || !finderwire::parse(data, length, m))
-        return;
     uint32_t code = 0;
-    std::string note, args, again;
-    if (m.request) {
-        if (!finderwire::append_request(again, m.seq,
-                                        std::string(m.body, m.body_len)))
-            return;
-    } else if (!finderwire::parse_reply(m.body, m.body_len, code, note, args)
-               || !finderwire::append_reply(again, m.seq, code, note, args)) {
-        return;  // the note may grow when written again
-    }
-    finderwire::Message m2;
-    size_t length2 = 0;
-    check(finderwire::split(again.data(), again.size(), length2, why)
-              == FRAME_READY && length2 == again.size()
-              && finderwire::parse(again.data(), again.size(), m2)
-              && m2.request == m.request && m2.seq == m.seq,
-          "finder frame written again reads back otherwise");
-    uint32_t code2 = 0;
-    std::string note2, args2;
-    check(m.request ? std::string(m2.body, m2.body_len)
-                          == std::string(m.body, m.body_len)
-                    : finderwire::parse_reply(m2.body, m2.body_len, code2,
-                                              note2, args2)
-                          && code2 == code && note2 == note && args2 == args,
-          "finder message body written again reads back otherwise");
+    std::string note, args, out;
+    if (finderwire::split(frame.data(), frame.size(), length, why) != FRAME_READY
+        || length != frame.size() || !finderwire::parse(frame.data(), length, m))
+        return "";
+    if (m.request)
+        finderwire::append_request(out, m.seq, std::string(m.body, m.body_len));
+    else if (finderwire::parse_reply(m.body, m.body_len, code, note, args))
+        finderwire::append_reply(out, m.seq, code, note, args);
+    return out;
 }
 
-void stcp_packet(const uint8_t* data, size_t size) {
-    size_t length = 0;
-    const char* why = nullptr;
-    const char* p = reinterpret_cast<const char*>(data);
-    if (stcp::split(p, size, length, why) == FRAME_READY) {
-        stcp::Header h;
-        stcp::read_header(p, h);
-        check(stcp::kHeaderSize + uint64_t(h.note_len) + h.data_len == length,
-              "STCP header disagrees with its frame length");
-    }
-    XrlArgs args, again;
-    std::string head, head2, packed, packed2;
-    bool with_head = size > 0 && (data[size - 1] & 1);
-    if (!xrl_args_unpack(data, size, args, with_head ? &head : nullptr))
-        return;
-    xrl_args_pack(packed, args, with_head ? &head : nullptr);
-    check(xrl_args_unpack(reinterpret_cast<const uint8_t*>(packed.data()),
-                          packed.size(), again, with_head ? &head2 : nullptr),
-          "packed arguments can't be read back");
-    xrl_args_pack(packed2, again, with_head ? &head2 : nullptr);
-    check(packed2 == packed, "packed arguments read back otherwise");
+std::string packed(const std::string& bytes, std::string* head) {
+    XrlArgs args;
+    std::string out;
+    if (xrl_args_unpack(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), args, head))
+        xrl_args_pack(out, args, head);
+    return out;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    finder_link(reinterpret_cast<const char*>(data), size);
-    stcp_packet(data, size);
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    finderwire::Message m, m2;
+    std::string once = rewritten(bytes, m);
+    if (!once.empty() && (rewritten(once, m2) != once || m2.request != m.request || m2.seq != m.seq))
+        abort();
+
+    size_t length = 0;
+    const char* why = nullptr;
+    stcp::Header h;
+    if (stcp::split(bytes.data(), size, length, why) == FRAME_READY
+        && (stcp::read_header(bytes.data(), h),
+            stcp::kHeaderSize + uint64_t(h.note_len) + h.data_len != length))
+        abort();
+
+    std::string head;
+    std::string* with_head = size > 0 && (data[size - 1] & 1) ? &head : nullptr;
+    once = packed(bytes, with_head);
+    if (!once.empty() && packed(once, with_head) != once)
+        abort();
     return 0;
 }
