@@ -2,16 +2,20 @@
 // at once, and the daemon's memory meanwhile.
 //
 // Usage: bench_load CLIENTS TOTAL DAEMON-PID
-// A warm-up of a tenth of TOTAL, then the rest, each phase split over CLIENTS
-// processes with 40 calls in flight each, alternating common/0.1/get_status
-// and login/0.1/get_logging_level (neither runs a command). Prints one line:
+// CLIENTS processes, each with 40 calls in flight, make a tenth of their
+// share as a warm-up and then the rest on the same connections, alternating
+// common/0.1/get_status and login/0.1/get_logging_level (neither runs a
+// command). Prints one line:
 //   calls=N failed=F seconds=S rss_warm_kib=W rss_max_kib=M rss_end_kib=E
-// where W is VmRSS after the warm-up and M the highest seen after it.
+// where W is the highest VmRSS seen until every client is through its
+// warm-up and M the highest seen after that.
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -65,8 +69,9 @@ private:
     Xrl _status, _level;
 };
 
-// One client process: exit status 0 when every call was answered.
-int client(uint32_t n) {
+// One client process: `warm` calls, a byte to `warmed`, then `rest` calls
+// on the same connections. Exit status 0 when every call was answered.
+int client(uint32_t warm, uint32_t rest, int warmed) {
     EventLoop e;
     XrlStdRouter r(e, "bench_load", "127.0.0.1", uint16_t(19999));
     r.finalize();
@@ -74,7 +79,10 @@ int client(uint32_t n) {
         e.run();
     if (!r.ready())
         return 1;
-    return Caller(e, r, n).run() == 0 ? 0 : 1;
+    uint32_t failed = Caller(e, r, warm).run();
+    if (write(warmed, "w", 1) != 1)
+        return 1;
+    return failed + Caller(e, r, rest).run() == 0 ? 0 : 1;
 }
 
 long rss_kib(pid_t pid) {
@@ -90,35 +98,6 @@ long rss_kib(pid_t pid) {
     return -1;
 }
 
-// Runs `clients` processes of n calls each; returns how many failed, and
-// keeps the highest VmRSS of the daemon seen meanwhile in `rss_max`.
-uint32_t phase(uint32_t clients, uint32_t n, pid_t daemon, long& rss_max) {
-    std::vector<pid_t> pids;
-    for (uint32_t i = 0; i < clients; i++) {
-        pid_t pid = fork();
-        if (pid == 0)
-            _exit(client(n));
-        pids.push_back(pid);
-    }
-    uint32_t failed = 0;
-    size_t left = pids.size();
-    while (left > 0) {
-        int status;
-        pid_t pid = waitpid(-1, &status, WNOHANG);
-        if (pid > 0) {
-            left--;
-            if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-                failed++;
-            continue;
-        }
-        long rss = rss_kib(daemon);
-        if (rss > rss_max)
-            rss_max = rss;
-        usleep(100000);
-    }
-    return failed;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -130,17 +109,38 @@ int main(int argc, char** argv) {
     uint32_t clients = static_cast<uint32_t>(atoi(argv[1]));
     uint32_t total = static_cast<uint32_t>(atoi(argv[2]));
     pid_t daemon = atoi(argv[3]);
-    uint32_t warm = total / 10 / clients, rest = (total - warm * clients) / clients;
+    uint32_t warm = total / 10 / clients, rest = total / clients - warm;
+    int warmed[2];
+    if (pipe2(warmed, O_NONBLOCK) != 0)
+        return 1;
 
     typedef std::chrono::steady_clock Clock;
     Clock::time_point t0 = Clock::now();
-    long ignored = 0;
-    uint32_t failed = phase(clients, warm, daemon, ignored);
-    long rss_warm = rss_kib(daemon), rss_max = rss_warm;
-    failed += phase(clients, rest, daemon, rss_max);
+    for (uint32_t i = 0; i < clients; i++) {
+        if (fork() == 0)
+            _exit(client(warm, rest, warmed[1]));
+    }
+    // The highest VmRSS until every client is through its warm-up, then the
+    // highest after that.
+    uint32_t failed = 0, left = clients, through = 0;
+    long rss_warm = 0, rss_max = 0;
+    while (left > 0) {
+        char c;
+        while (read(warmed[0], &c, 1) == 1)
+            through++;
+        long rss = rss_kib(daemon);
+        long& high = through < clients ? rss_warm : rss_max;
+        high = std::max(high, rss);
+        int status;
+        while (waitpid(-1, &status, WNOHANG) > 0) {
+            left--;
+            failed += !WIFEXITED(status) || WEXITSTATUS(status) != 0;
+        }
+        usleep(10000);
+    }
     double seconds = std::chrono::duration<double>(Clock::now() - t0).count();
     printf("calls=%u failed=%u seconds=%.1f rss_warm_kib=%ld rss_max_kib=%ld "
            "rss_end_kib=%ld\n", (warm + rest) * clients, failed, seconds,
-           rss_warm, rss_max, rss_kib(daemon));
+           rss_warm, std::max(rss_max, rss_warm), rss_kib(daemon));
     return failed == 0 ? 0 : 1;
 }
