@@ -31,6 +31,13 @@ expect_failure() {
     esac
 }
 
+# shell_failure_seen: true when the daemon can see that /bin/sh is missing. Under
+# qemu-user (LOGIN_EMULATOR, a cross build's daemon) posix_spawn's vfork runs
+# as a fork, so system() never learns that the shell did not start.
+shell_failure_seen() {
+    [ -z "${LOGIN_EMULATOR:-}" ]
+}
+
 # wait_until CONDITION MESSAGE: polls the shell CONDITION for up to 30 s;
 # fails with MESSAGE when it never holds.
 wait_until() {
