@@ -29,30 +29,36 @@ const char kShadowFile[] = "/etc/shadow";
 const char kWorkFile[] = "/etc/shadow+";
 const char kShadowDirectory[] = "/etc";
 const char kLockedField[] = "*";
+const char kPasswordFilesLock[] = "/etc/.pwd.lock";
 const int kWorkFileTries = 30;
 const useconds_t kTryPause = 100000;
 
-// lckpwdf() for the life of the object: the lock that shadow-utils and
-// pam_unix honour, so that their edits and ours never interleave.
+// The password-files lock for the life of the object: the write lock on
+// /etc/.pwd.lock that lckpwdf() takes and that shadow-utils and pam_unix
+// honour. lckpwdf() itself would block the whole daemon for up to 15 s; here
+// it is tried without waiting, within the editor's budget of 30 tries of
+// 100 ms, and errno is left as it was when it is had.
 class PasswordFilesLock {
 public:
-    PasswordFilesLock() : _held(lckpwdf() == 0) {}
+    PasswordFilesLock();
     ~PasswordFilesLock() {
-        if (_held)
-            ulckpwdf();
+        if (_fd >= 0)
+            close(_fd);  // closing the descriptor drops the lock
     }
     PasswordFilesLock(const PasswordFilesLock&) = delete;
     PasswordFilesLock& operator=(const PasswordFilesLock&) = delete;
 
-    bool held() const { return _held; }
+    bool held() const { return _fd >= 0; }
+    // Why it is not held: EAGAIN when another program kept it all along.
+    int error() const { return _error; }
 
 private:
-    bool _held;
+    int _fd = -1;
+    int _error = 0;
 };
 
 std::string lock_failure_reason(int error) {
-    // lckpwdf gives up after its own timeout by interrupting its wait.
-    if (error == EINTR)
+    if (error == EAGAIN || error == EACCES)
         return "Can't lock the password files, another program holds them";
     return c_format("Can't lock the password files, %s", strerror(error));
 }
@@ -66,6 +72,26 @@ int set_record_lock(int fd, short type) {
     lock.l_start = 0;
     lock.l_len = 0;
     return fcntl(fd, F_SETLK, &lock);
+}
+
+PasswordFilesLock::PasswordFilesLock() {
+    const int saved_errno = errno;
+    int fd = open(kPasswordFilesLock, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        _error = errno;
+        return;
+    }
+    for (int tries = 1; set_record_lock(fd, F_WRLCK) != 0; ++tries) {
+        _error = errno;
+        if ((_error != EAGAIN && _error != EACCES) || tries == kWorkFileTries) {
+            close(fd);
+            return;
+        }
+        usleep(kTryPause);
+    }
+    _fd = fd;
+    _error = 0;
+    errno = saved_errno;
 }
 
 // Bytes that would add or shift lines of /etc/shadow, or cut the field short.
@@ -124,11 +150,16 @@ void LoginMain::rewrite_shadow_password(const std::string& user,
     const char* problem = field_structure_problem(field);
     if (problem != nullptr)
         throw LoginException("login_main.cc", __LINE__, problem);
+    // The key would end at a NUL byte and match another user's lines.
+    if (user.find('\0') != std::string::npos) {
+        throw LoginException("login_main.cc", __LINE__,
+                             "User name must not contain a NUL byte");
+    }
 
     PasswordFilesLock password_files;
     if (!password_files.held()) {
         throw LoginException("login_main.cc", __LINE__,
-                             lock_failure_reason(errno));
+                             lock_failure_reason(password_files.error()));
     }
 
     FILE* shadow = fopen(kShadowFile, "r+");
@@ -261,7 +292,7 @@ void LoginMain::read_shadow_password(const std::string& user,
     PasswordFilesLock password_files;
     if (!password_files.held()) {
         throw LoginException("login_main.cc", __LINE__,
-                             lock_failure_reason(errno));
+                             lock_failure_reason(password_files.error()));
     }
 
     FILE* shadow = fopen(kShadowFile, "r+");

@@ -61,7 +61,9 @@ void LoginMain::validate_user_name(const std::string& name) {
                              c_format("User name is too long, max is %d",
                                       static_cast<int>(kMaxUserNameLength)));
     }
-    if (!is_valid_user_name(name.c_str()))
+    // The character test stops at a NUL byte: look at every byte first.
+    if (name.find('\0') != std::string::npos
+        || !is_valid_user_name(name.c_str()))
         throw LoginException("login_main.cc", __LINE__, "User name is invalid");
 }
 

@@ -16,6 +16,7 @@
 
 #include "core/login_main.hh"
 #include "core/login_exception.hh"
+#include "accounts/switch_users.hh"
 
 namespace {
 
@@ -66,6 +67,9 @@ void check_arguments(const std::string& user, const std::string& user_class) {
         throw LoginException("login_main.cc", __LINE__,
                              "User_class is an empty string");
     }
+    // Both reach command lines, which would end at a NUL byte.
+    check_no_nul_byte(user, "User name");
+    check_no_nul_byte(user_class, "User class");
 }
 
 // Deletes the account and creates it again in the given class, with the
@@ -78,6 +82,9 @@ void rebuild_account(LoginMain& login, const std::string& user,
     }
     if (super_user)
         check_xorp_group_exists();
+    uid_t old_uid = 0;
+    gid_t old_gid = 0;
+    account_ids(user, old_uid, old_gid);
     // A field never holds a newline, so this value means "no line found".
     const std::string no_line(1, '\n');
     std::string saved = no_line;
@@ -99,6 +106,10 @@ void rebuild_account(LoginMain& login, const std::string& user,
     // locked as useradd made it rather than open with an empty field.
     if (saved != no_line)
         login.rewrite_shadow_password(user, saved);
+    give_home_to_account(user, old_uid, old_gid);
+    // Last, so that a new account with a missing part still gets its
+    // password and home back.
+    check_account_made(user, super_user);
 }
 
 }  // namespace
@@ -122,8 +133,12 @@ void LoginMain::create_user(const std::string& user,
 
     if (super_user)
         check_xorp_group_exists();
+    check_switch_user(user);
 
+    uid_t old_uid = 0;
+    gid_t old_gid = 0;
     const bool existed = user_exists(user);
+    account_ids(user, old_uid, old_gid);
     int status;
     if (existed)
         status = system(delete_keep_home_command(user).c_str());
@@ -138,6 +153,9 @@ void LoginMain::create_user(const std::string& user,
     text = strerror(errno);
     if (text != "Success")
         throw LoginException("login_main.cc", __LINE__, text);
+    if (existed)
+        give_home_to_account(user, old_uid, old_gid);
+    check_account_made(user, super_user);
 }
 
 void LoginMain::delete_user(const std::string& user,
@@ -151,6 +169,8 @@ void LoginMain::delete_user(const std::string& user,
         throw LoginException("login_main.cc", __LINE__,
                              c_format("User %s not exist", user.c_str()));
     }
+    check_switch_user(user);
+    check_home_for_removal(user);
     // Neither the result nor errno is looked at: this step cannot fail.
     int status = system(delete_with_home_command(user).c_str());
     UNUSED(status);
@@ -166,6 +186,8 @@ void LoginMain::set_user_class(const std::string& user,
     }
     // The name goes to the shell unquoted: it must be a proper user name.
     validate_user_name(user);
+    if (user != "root")
+        check_switch_user(user);
 
     if (user_class == kReadOnly) {
         if (is_user_in_xorp_group(user))
@@ -186,6 +208,7 @@ void LoginMain::delete_user_class(const std::string& user,
     }
     // The name goes to the shell unquoted: it must be a proper user name.
     validate_user_name(user);
+    check_switch_user(user);
 
     // Whatever class is named, the user ends up read-only.
     if (is_user_in_xorp_group(user))

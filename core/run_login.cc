@@ -23,6 +23,8 @@ run_login()
         eventloop.run();
 
     xrl_login_target.register_all_classes();
+    xrl_router.set_finder_reconnected_callback(
+        callback(&xrl_login_target, &XrlLoginTarget::finder_reconnected));
 
     while (login_main.is_running())
         eventloop.run();

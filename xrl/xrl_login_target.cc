@@ -69,6 +69,12 @@ XrlLoginTarget::register_all_classes()
     return true;
 }
 
+void
+XrlLoginTarget::finder_reconnected()
+{
+    register_all_classes();
+}
+
 bool
 XrlLoginTarget::register_class_event_interest(const string& class_name)
 {

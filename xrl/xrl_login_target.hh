@@ -34,6 +34,10 @@ public:
     // true, answers are not waited for.
     bool register_all_classes();
     bool register_class_event_interest(const std::string& class_name);
+    // The finder came back after a restart: asks again for every class. The
+    // new finder then reports the live ones as born, so they get the level
+    // and facility, and the card manager the registration for card states.
+    void finder_reconnected();
 
     void register_class_event_interest_cb(const XrlError& error);
     void register_with_cardmgr_cb(const XrlError& error);

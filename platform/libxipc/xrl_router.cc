@@ -83,7 +83,8 @@ XrlRouter::XrlRouter(EventLoop& e, const char* class_name,
       _finder(e, finder_addr, finder_port,
 	      TimeVal(connect_timeout_ms() / 1000,
 		      (connect_timeout_ms() % 1000) * 1000), *this),
-      _finalized(false), _ready(false), _reply_timeout(kDefaultReplyTimeout),
+      _finalized(false), _ready(false), _registered_before(false),
+      _reply_timeout(kDefaultReplyTimeout),
       _pending_base(0), _outstanding(0)
 {
     _finder.start();
@@ -184,7 +185,11 @@ XrlRouter::finder_client_message(const char* payload, size_t len)
     case MSG_REGISTERED:
 	if (!_ready) {
 	    _ready = true;
+	    bool again = _registered_before;
+	    _registered_before = true;
 	    finder_ready_event(_instance_name);
+	    if (again && !_finder_reconnected.is_empty())
+		_finder_reconnected->dispatch();
 	}
 	break;
     case MSG_FAILURE: {

@@ -57,6 +57,17 @@ public:
     // The finder then routes any method of this target here.
     void set_catch_all_handler(const XrlRecvAnyCallback& cb);
 
+    // Reconnection hook.  Called each time the router is registered with the
+    // finder again after it lost the finder (a finder restart), never at the
+    // first registration.  A new finder knows nothing of what was asked of
+    // the old one (interest in classes, for one), so the owner asks again
+    // here.  Part of the router's interface to daemons: any transport under
+    // the router keeps it.
+    typedef XorpCallback0<void>::RefPtr FinderReconnectedCallback;
+    void set_finder_reconnected_callback(const FinderReconnectedCallback& cb) {
+	_finder_reconnected = cb;
+    }
+
     // How long an XRL may wait for its answer (default 30 s).
     void set_reply_timeout(const TimeVal& t) { _reply_timeout = t; }
 
@@ -96,6 +107,8 @@ private:
     FinderClient	_finder;
     bool		_finalized;
     bool		_ready;
+    bool		_registered_before;
+    FinderReconnectedCallback _finder_reconnected;
     XrlRecvAnyCallback	_catch_all;
     TimeVal		_reply_timeout;
 

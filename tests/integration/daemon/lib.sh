@@ -52,6 +52,12 @@ wait_until() {
     done
 }
 
+# wait_for_lines FILE COUNT: until FILE holds COUNT lines (or give up).
+wait_for_lines() {
+    wait_until "[ \"\$(cat '$1' 2>/dev/null | wc -l)\" -ge $2 ]" \
+        "$1 never reached $2 lines"
+}
+
 # start_finder: the finder in the background, listening before we go on.
 start_finder() {
     xorp_finder >/tmp/finder.log 2>&1 &

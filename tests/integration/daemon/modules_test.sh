@@ -7,12 +7,6 @@
 set -u
 . "$(dirname "$0")/lib.sh"
 
-# wait_for_lines FILE COUNT: until FILE holds COUNT lines (or give up).
-wait_for_lines() {
-    wait_until "[ \"\$(cat '$1' 2>/dev/null | wc -l)\" -ge $2 ]" \
-        "$1 never reached $2 lines"
-}
-
 # wait_for_log PATTERN COUNT: until the daemon's log holds COUNT lines
 # matching PATTERN (or give up).
 wait_for_log() {

@@ -166,7 +166,7 @@ TEST_F(ShadowRewriteTest, RecordLockOfAnotherProcessFailsTheCallAtOnce) {
 }
 
 TEST_F(ShadowRewriteTest, PasswordFilesLockedByAnotherProgramGiveAClearReason) {
-    // lckpwdf waits 15 seconds before it gives up, for each of the two calls.
+    // Each of the two calls tries for about 3 seconds before it gives up.
     const std::string before = "bob:old:1:\n";
     const std::string held =
         "Can't lock the password files, another program holds them";

@@ -79,7 +79,9 @@ TEST_F(UserLifecycleTest, DefaultUsersEachHaveTheirOwnTreatment) {
     EXPECT_EQ("", take_commands());
     EXPECT_TRUE(login().is_user_in_xorp_group("admin"));
 
-    // operator: may be moved and lose its class, but not be deleted.
+    // operator: may be moved and lose its class, but not be deleted. (Debian
+    // has a system group of that name, which no account may take.)
+    ASSERT_TRUE(shell("groupdel operator"));
     login().create_user("operator", "super-user");
     take_commands();
     login().set_user_class("operator", "read-only");
@@ -120,7 +122,7 @@ TEST_F(UserLifecycleTest, MakeGroupIsCheckedAndTheDeletesAreNot) {
     EXPECT_FALSE(login().user_exists("alice")) << "a failed create stays";
 
     // The group of that name is in place since the failed create.
-    ASSERT_TRUE(shell("useradd -M -s /bin/false -g alice alice"));
+    ASSERT_TRUE(shell("useradd -M -d /tmp/home/alice -s /bin/false -g alice alice"));
     take_commands();
     errno = EACCES;
     EXPECT_EQ("no exception", failure_of([] {

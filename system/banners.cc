@@ -1,0 +1,64 @@
+// The login banners: the announcement in /etc/motd and the message in
+// /etc/issue. The files are the only store; they are written in place.
+
+#include "core/login_module.h"
+
+#include <cstdio>
+
+#include "libxorp/xorp.h"
+#include "libxorp/c_format.hh"
+
+#include "core/login_main.hh"
+
+namespace {
+
+const char kMotd[] = "/etc/motd";
+const char kIssue[] = "/etc/issue";
+
+// Cuts the file to nothing and writes text, followed by a newline when asked.
+void write_banner(const char* path, const string& text, bool newline)
+{
+    FILE* file = fopen(path, "w+");
+    if (file == NULL) {
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("Failed to open file: %s", path));
+    }
+    fputs(text.c_str(), file);
+    if (newline)
+        fputc('\n', file);
+    fclose(file);
+}
+
+}  // namespace
+
+void
+LoginMain::set_login_announcement(const string& announcement)
+{
+    write_banner(kMotd, announcement, true);
+}
+
+void
+LoginMain::delete_login_announcement(const string& announcement)
+{
+    if (!announcement.empty()) {
+        throw LoginException("login_main.cc", __LINE__,
+                             "Announcement is not an empty string");
+    }
+    write_banner(kMotd, "", false);
+}
+
+void
+LoginMain::set_login_message(const string& message)
+{
+    write_banner(kIssue, message, false);
+}
+
+void
+LoginMain::delete_login_message(const string& message)
+{
+    if (!message.empty()) {
+        throw LoginException("login_main.cc", __LINE__,
+                             "Message is not an empty string");
+    }
+    write_banner(kIssue, "", false);
+}

@@ -1,0 +1,72 @@
+#!/bin/bash
+# The guards around the account tools, through XRL: refusals before anything
+# runs, the moved account's home, failures for accounts not made, the lock.
+set -u
+. "$(dirname "$0")/../daemon/lib.sh"
+
+# refusals: each line "OPERATION USER CLASS NOTE" must fail with NOTE.
+refusals() {
+    while read -r op user class note; do
+        expect_failure "$op $user" "$note" \
+            "$LOGIN_XRL/$op?user:txt=$user&user_class:txt=$class" </dev/null
+    done
+}
+call() { call_xrl "$LOGIN_XRL/$1" >/dev/null || fail "$1"; }
+
+start_finder
+start_login
+groupadd -g 1500 crew
+useradd -m -d /tmp/elsewhere away
+
+# --- System accounts, groups not a user's own, homes outside /tmp/home/,
+# and NUL bytes wherever they stand.
+: > $JOURNAL
+refusals <<'END'
+create_user shadow read-only Create user failed, Group shadow is a system group
+create_user sudo super-user Create user failed, Group sudo is a system group
+create_user xorp read-only Create user failed, Group xorp is the group of the super-users, it can not be a user's own group
+create_user crew read-only Create user failed, Group crew exists and is not the private group of user crew
+create_user daemon read-only Create user failed, User daemon is a system account
+delete_user daemon read-only Delete user failed, User daemon is a system account
+delete_user games read-only Delete user failed, User games is a system account
+delete_user away read-only Delete user failed, Home directory /tmp/elsewhere of user away is not a directory under /tmp/home/
+set_user_class www-data super-user Set user class failed, User www-data is a system account
+delete_user_class www-data super-user Delete user class failed, User www-data is a system account
+create_user zed%00%3Bid read-only Create user failed, User name must not contain a NUL byte
+create_user root%00x read-only Create user failed, User name must not contain a NUL byte
+delete_user away%00x read-only Delete user failed, User name must not contain a NUL byte
+set_user_class away super-user%00 Set user class failed, User class must not contain a NUL byte
+END
+expect_eq "refusals run nothing" "" "$(cat $JOURNAL)"
+[ -d /usr/sbin ] && [ -d /usr/games ] && [ -d /tmp/elsewhere ] || fail "a home outside /tmp/home/ is gone"
+
+# --- A moved account owns its kept home; links are changed, not followed.
+call "create_user?user:txt=mover&user_class:txt=read-only"
+call "create_user?user:txt=other&user_class:txt=read-only"
+mkdir /tmp/home/mover/sub && touch /tmp/home/mover/sub/file && ln -s /etc/shadow /tmp/home/mover/link
+chown -hR mover:mover /tmp/home/mover
+call "set_user_class?user:txt=mover&user_class:txt=super-user"
+cd /tmp/home/mover
+expect_eq "home of the moved account" "mover:mover mover:mover mover:mover mover:mover root:shadow" \
+    "$(stat -c %U:%G . sub sub/file link /etc/shadow | tr '\n' ' ' | sed 's/ $//')"
+
+# ... and an account the tools did not make is a failure, naming it.
+mount --bind /etc /etc && mount -o remount,bind,ro /etc
+echo "create_user late read-only Create user failed, User late does not exist after the account tools ran" | refusals
+umount /etc
+refusals <<'END'
+create_user A1 read-only Create user failed, User A1 does not exist after the account tools ran
+create_user _ super-user Create user failed, User _ does not exist after the account tools ran
+END
+
+# --- A held password-files lock fails the call in ~3 s (lckpwdf: after 5 s, done).
+python3 -c 'import fcntl, time; f = open("/etc/.pwd.lock", "a")
+fcntl.lockf(f, fcntl.LOCK_EX | fcntl.LOCK_NB); open("/tmp/held", "w"); time.sleep(5)' &
+wait_until '[ -e /tmp/held ]' "the lock holder never held the lock"
+before=$(cat /etc/shadow)
+expect_failure "held lock" "Set password failed, Can't lock the password files, another program holds them" \
+    "$LOGIN_XRL/set_encrypted_password?user:txt=mover&password:txt=x"
+expect_eq "nothing written under a held lock" "$before" "$(cat /etc/shadow)"
+wait $!
+call "set_encrypted_password?user:txt=mover&password:txt=x"
+finish
