@@ -12,6 +12,7 @@
 #include "libxorp/xlog.h"
 
 #include "core/login_main.hh"
+#include "core/text_checks.hh"
 
 namespace {
 
@@ -35,20 +36,18 @@ bool_text(bool value)
 
 // The text values reach the shell unquoted, so that several words stay
 // several arguments; a byte the shell would act on (a second command, a
-// substitution, a redirection) is refused before anything runs.
+// substitution, a redirection) or any control byte is refused before
+// anything runs.
 void
 refuse_shell_text(const char* what, const string& value)
 {
-    static const char kShellBytes[] = ";&|<>()$`\\\"'*?[]#~{}!";
-    for (unsigned char c : value) {
-        if (c < 0x20 || c == 0x7f || strchr(kShellBytes, c) != nullptr) {
-            string reason = string(what) + " must not contain a control character or any of "
-                + kShellBytes;
-            char where[8000];
-            snprintf(where, 8000, "+%d %s %s", __LINE__, "login_main.cc", __FUNCTION__);
-            xlog_error("LOGIN", where, "%s\n", reason.c_str());
-            throw LoginException("login_main.cc", __LINE__, reason);
-        }
+    if (has_shell_special(value) || value.find('\t') != string::npos) {
+        string reason = string(what) + " must not contain a control character or any of "
+            + kShellSpecial;
+        char where[8000];
+        snprintf(where, 8000, "+%d %s %s", __LINE__, "login_main.cc", __FUNCTION__);
+        xlog_error("LOGIN", where, "%s\n", reason.c_str());
+        throw LoginException("login_main.cc", __LINE__, reason);
     }
 }
 

@@ -22,6 +22,7 @@
 
 #include "core/login_main.hh"
 #include "core/login_exception.hh"
+#include "core/text_checks.hh"
 
 namespace {
 
@@ -100,7 +101,7 @@ const char* field_structure_problem(const std::string& field) {
         return "Password must not contain ':'";
     if (field.find('\n') != std::string::npos)
         return "Password must not contain a newline";
-    if (field.find('\0') != std::string::npos)
+    if (has_nul_byte(field))
         return "Password must not contain a control character";
     return nullptr;
 }
@@ -151,10 +152,7 @@ void LoginMain::rewrite_shadow_password(const std::string& user,
     if (problem != nullptr)
         throw LoginException("login_main.cc", __LINE__, problem);
     // The key would end at a NUL byte and match another user's lines.
-    if (user.find('\0') != std::string::npos) {
-        throw LoginException("login_main.cc", __LINE__,
-                             "User name must not contain a NUL byte");
-    }
+    check_no_nul_byte(user, "User name");
 
     PasswordFilesLock password_files;
     if (!password_files.held()) {

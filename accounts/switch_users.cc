@@ -98,11 +98,6 @@ int hand_over_entry(const char* path, const struct stat* st, int, FTW*) {
 
 }  // namespace
 
-void check_no_nul_byte(const std::string& text, const char* what) {
-    if (text.find('\0') != std::string::npos)
-        refuse(__LINE__, c_format("%s must not contain a NUL byte", what));
-}
-
 void check_switch_user(const std::string& user) {
     ErrnoKeeper keep;
     const unsigned long uid_min = login_defs_number("UID_MIN", 1000);

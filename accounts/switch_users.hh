@@ -9,10 +9,6 @@
 
 #include <string>
 
-// Raises LoginException with "<what> must not contain a NUL byte" if `text`
-// holds one anywhere.
-void check_no_nul_byte(const std::string& text, const char* what);
-
 // Raises LoginException unless `user` is a switch user or a free name: not a
 // system account (uid outside UID_MIN..UID_MAX of /etc/login.defs), and no
 // group of that name other than the user's own private group (gid inside

@@ -19,6 +19,7 @@
 
 #include "core/login_main.hh"
 #include "core/login_exception.hh"
+#include "core/text_checks.hh"
 
 namespace {
 
@@ -62,7 +63,7 @@ void LoginMain::validate_user_name(const std::string& name) {
                                       static_cast<int>(kMaxUserNameLength)));
     }
     // The character test stops at a NUL byte: look at every byte first.
-    if (name.find('\0') != std::string::npos
+    if (has_nul_byte(name)
         || !is_valid_user_name(name.c_str()))
         throw LoginException("login_main.cc", __LINE__, "User name is invalid");
 }

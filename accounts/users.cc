@@ -16,6 +16,7 @@
 
 #include "core/login_main.hh"
 #include "core/login_exception.hh"
+#include "core/text_checks.hh"
 #include "accounts/switch_users.hh"
 
 namespace {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <netinet/in.h>
 #include <list>
 #include <set>
 #include <string>
@@ -108,7 +109,7 @@ public:
     void set_tacacs_key(const std::string& key);
     void set_tacacs_auth_type(const std::string& auth_type);
     bool tac_live();
-    int tac_ping(const char* address);
+    int tac_ping(struct in_addr address);
 
     // Management access lists (access/).
     void clear_snmp_access_list();

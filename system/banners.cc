@@ -9,6 +9,7 @@
 #include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
+#include "core/text_checks.hh"
 
 namespace {
 
@@ -16,6 +17,7 @@ const char kMotd[] = "/etc/motd";
 const char kIssue[] = "/etc/issue";
 
 // Cuts the file to nothing and writes text, followed by a newline when asked.
+// A failed write is reported; the file may then hold only part of the text.
 void write_banner(const char* path, const string& text, bool newline)
 {
     FILE* file = fopen(path, "w+");
@@ -23,10 +25,12 @@ void write_banner(const char* path, const string& text, bool newline)
         throw LoginException("login_main.cc", __LINE__,
                              c_format("Failed to open file: %s", path));
     }
-    fputs(text.c_str(), file);
-    if (newline)
-        fputc('\n', file);
-    fclose(file);
+    bool written = fputs(text.c_str(), file) != EOF
+        && (!newline || fputc('\n', file) != EOF);
+    if (fclose(file) != 0 || !written) {
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("Failed to write file: %s", path));
+    }
 }
 
 }  // namespace
@@ -34,6 +38,8 @@ void write_banner(const char* path, const string& text, bool newline)
 void
 LoginMain::set_login_announcement(const string& announcement)
 {
+    // fputs would write only the part before it.
+    check_no_nul_byte(announcement, "Announcement");
     write_banner(kMotd, announcement, true);
 }
 
@@ -50,6 +56,7 @@ LoginMain::delete_login_announcement(const string& announcement)
 void
 LoginMain::set_login_message(const string& message)
 {
+    check_no_nul_byte(message, "Message");
     write_banner(kIssue, message, false);
 }
 

@@ -13,6 +13,7 @@
 #include "libxorp/xorp.h"
 
 #include "core/login_main.hh"
+#include "core/text_checks.hh"
 #include "system/hosts_file.hh"
 
 namespace {
@@ -34,6 +35,9 @@ LoginMain::set_hostname(const string& hostname)
         throw LoginException("login_main.cc", __LINE__,
                              "Host name must not begin with '-'");
     }
+    // The XRL handler lets only plain bytes through; this is the last guard
+    // for the file and the command line, which would end the name there.
+    check_no_nul_byte(hostname, "Host name");
 
     switch (rewrite_hosts_file(kHosts, host_line(_hostname),
                                host_line(hostname))) {

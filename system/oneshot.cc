@@ -12,28 +12,36 @@
 #include "libxorp/xlog.h"
 
 #include "core/login_main.hh"
-#include "system/shell_text.hh"
+#include "core/text_checks.hh"
 
 namespace {
 
+// Logs why `function` ran nothing.
+void warn_refused(const char* function, const char* why)
+{
+    char where[8000];
+    snprintf(where, 8000, "+%d %s %s", __LINE__, "login_main.cc", function);
+    xlog_warning("LOGIN", where, "%s refused, %s", function, why);
+}
+
 // Runs `command`, followed by one blank and `text` from position `skip` on
 // when `text` is longer than that. The sender's command words fill the
-// first `skip` characters and are not passed on. A passed-on part the shell
-// would read as more than plain words runs nothing and gives -1.
+// first `skip` characters and are not passed on. A text with a NUL byte
+// anywhere, or a passed-on part the shell would read as more than plain
+// words, runs nothing and gives -1.
 int run_with_tail(const char* command, const string& text, size_t skip,
                   const char* function)
 {
+    if (has_nul_byte(text)) {
+        warn_refused(function, "the text must not contain a NUL byte");
+        return -1;
+    }
     string line = command;
     if (text.size() > skip) {
         string tail = text.substr(skip);
         if (!is_plain_shell_text(tail, " .:/_-,")) {
-            char where[8000];
-            snprintf(where, 8000, "+%d %s %s", __LINE__, "login_main.cc",
-                     function);
-            xlog_warning("LOGIN", where,
-                         "%s refused, only letters, digits, blanks and "
-                         ". : / _ - , may follow the command words",
-                         function);
+            warn_refused(function, "only letters, digits, blanks and "
+                         ". : / _ - , may follow the command words");
             return -1;
         }
         line += " " + tail;

@@ -9,7 +9,7 @@
 #include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
-#include "system/shell_text.hh"
+#include "core/text_checks.hh"
 
 void
 LoginMain::set_syslog_host(const IPv4& host)

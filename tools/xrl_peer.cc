@@ -1,13 +1,16 @@
 // xrl_peer: a stand-in for another process of the switch, for tests.
 //
 // Usage: xrl_peer --class NAME [--log FILE] [--fail METHOD=TEXT]...
-//                 [--send XRL]...
+//                 [--after METHOD] [--send XRL]...
 // Registers class NAME and answers every XRL: OKAY, or COMMAND_FAILED with
 // TEXT when METHOD (a method name, or iface/version/method) matches.  Each
 // XRL received is appended to FILE as one line of canonical text.  Once
 // registered it prints "ready <instance>", then sends each --send XRL in
 // turn ("{self}" in it stands for its own instance name) and prints
-// "<xrl> -> <error>[ <return values>]" for each.  Runs until killed.
+// "<xrl> -> <error>[ <return values>]" for each.  With --after, the sends
+// wait until an XRL matching METHOD (as for --fail) has been received, as a
+// card manager sends states only to who registered for them.  Runs until
+// killed.
 
 #include <getopt.h>
 
@@ -37,6 +40,8 @@ public:
     void fail(const std::string& method, const std::string& text) {
 	_fail[method] = text;
     }
+    void after(const std::string& method) { _after = method; }
+    bool after_seen() const { return _after.empty() || _after_seen; }
 
     // Sends one XRL and waits for its answer, printing it.
     void send(const std::string& text);
@@ -51,6 +56,8 @@ private:
     FILE*				_log;
     XrlStdRouter			_router;
     std::map<std::string, std::string>	_fail;
+    std::string				_after;
+    bool				_after_seen = false;
     bool				_answered;
 };
 
@@ -65,11 +72,13 @@ Peer::receive(const std::string& command, const XrlArgs& in, XrlArgs* out)
 	fprintf(_log, "%s\n", line.c_str());
 	fflush(_log);
     }
+    size_t slash = command.rfind('/');
+    std::string method = command.substr(slash == std::string::npos ? 0 : slash + 1);
+    if (command == _after || method == _after)
+	_after_seen = true;
     std::map<std::string, std::string>::const_iterator i = _fail.find(command);
-    if (i == _fail.end()) {
-	size_t slash = command.rfind('/');
-	i = _fail.find(command.substr(slash == std::string::npos ? 0 : slash + 1));
-    }
+    if (i == _fail.end())
+	i = _fail.find(method);
     if (i != _fail.end())
 	return XrlCmdError::COMMAND_FAILED(i->second);
     return XrlCmdError::OKAY();
@@ -117,7 +126,8 @@ void
 usage(const char* argv0)
 {
     fprintf(stderr, "Usage: %s --class NAME [--log FILE] "
-	    "[--fail METHOD=TEXT]... [--send XRL]...\n", argv0);
+	    "[--fail METHOD=TEXT]... [--after METHOD] [--send XRL]...\n",
+	    argv0);
     exit(1);
 }
 
@@ -130,10 +140,11 @@ main(int argc, char** argv)
 	{ "class", required_argument, NULL, 'c' },
 	{ "log", required_argument, NULL, 'l' },
 	{ "fail", required_argument, NULL, 'f' },
+	{ "after", required_argument, NULL, 'a' },
 	{ "send", required_argument, NULL, 's' },
 	{ NULL, 0, NULL, 0 }
     };
-    std::string cls, log_path;
+    std::string cls, log_path, after;
     std::vector<std::pair<std::string, std::string> > fails;
     std::vector<std::string> sends;
     int ch;
@@ -149,6 +160,7 @@ main(int argc, char** argv)
 					   std::string(eq + 1)));
 	    break;
 	}
+	case 'a': after = optarg; break;
 	case 's': sends.push_back(optarg); break;
 	default: usage(argv[0]);
 	}
@@ -171,6 +183,7 @@ main(int argc, char** argv)
     Peer peer(e, cls, log);
     for (size_t i = 0; i < fails.size(); i++)
 	peer.fail(fails[i].first, fails[i].second);
+    peer.after(after);
     peer.router().finalize();
     while (!peer.router().ready() && !peer.router().failed() && xorp_do_run)
 	e.run();
@@ -180,6 +193,8 @@ main(int argc, char** argv)
     }
     printf("ready %s\n", peer.router().instance_name().c_str());
     fflush(stdout);
+    while (!peer.after_seen() && xorp_do_run)
+	e.run();
     for (size_t i = 0; i < sends.size(); i++)
 	peer.send(sends[i]);
     while (xorp_do_run)

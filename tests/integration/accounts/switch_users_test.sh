@@ -4,13 +4,6 @@
 set -u
 . "$(dirname "$0")/../daemon/lib.sh"
 
-# refusals: each line "OPERATION USER CLASS NOTE" must fail with NOTE.
-refusals() {
-    while read -r op user class note; do
-        expect_failure "$op $user" "$note" \
-            "$LOGIN_XRL/$op?user:txt=$user&user_class:txt=$class" </dev/null
-    done
-}
 call() { call_xrl "$LOGIN_XRL/$1" >/dev/null || fail "$1"; }
 
 start_finder

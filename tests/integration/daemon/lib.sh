@@ -38,6 +38,14 @@ shell_failure_seen() {
     [ -z "${LOGIN_EMULATOR:-}" ]
 }
 
+# refusals: each line of stdin "OPERATION USER CLASS NOTE" must fail with NOTE.
+refusals() {
+    while read -r op user class note; do
+        expect_failure "$op $user" "$note" \
+            "$LOGIN_XRL/$op?user:txt=$user&user_class:txt=$class" </dev/null
+    done
+}
+
 # wait_until CONDITION MESSAGE: polls the shell CONDITION for up to 30 s;
 # fails with MESSAGE when it never holds.
 wait_until() {

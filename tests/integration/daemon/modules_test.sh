@@ -20,7 +20,8 @@ start_finder
 # refuse what they are sent, and still log it.
 xrl_peer --class fea --log /tmp/fea.log \
     --fail set_logging_level=refused --fail set_logging_facility=refused \
-    >/dev/null 2>&1 &
+    >/tmp/fea.out 2>&1 &
+wait_until "grep -q '^ready ' /tmp/fea.out" "fea never became ready"
 # Arguments are not read by the daemon.
 start_login -x --unknown extra
 expect_eq "get_logging_level before any set" "level:txt=trace" \
@@ -69,14 +70,13 @@ wait_for_log "$prefix set_logging_facility_cb send module fea logging facility f
 wait_for_log "$prefix register_with_cardmgr_cb Login can not register with card manager\.$" 1
 
 # Every other class of the list, born now, gets the latest level and facility.
-for class in rtrmgr lcmgr01 fdb sif policy stat lldp rstp mstp snmp lacp \
-             igmpsnooping ipfix IGMP MFEA_4 ospfv2 ospfv3 PIMSM_4 rib ripng rip \
-             static_routes vrrp openvswitch bgp; do
+classes="rtrmgr lcmgr01 fdb sif policy stat lldp rstp mstp snmp lacp igmpsnooping
+         ipfix IGMP MFEA_4 ospfv2 ospfv3 PIMSM_4 rib ripng rip static_routes vrrp
+         openvswitch bgp"
+for class in $classes; do
     xrl_peer --class $class --log /tmp/class-$class.log >/dev/null 2>&1 &
 done
-for class in rtrmgr lcmgr01 fdb sif policy stat lldp rstp mstp snmp lacp \
-             igmpsnooping ipfix IGMP MFEA_4 ospfv2 ospfv3 PIMSM_4 rib ripng rip \
-             static_routes vrrp openvswitch bgp; do
+for class in $classes; do
     wait_for_lines /tmp/class-$class.log 2
     expect_eq "sent to $class at its birth" \
 "finder://$class/log/0.1/set_logging_level?level:txt=info

@@ -1,42 +1,20 @@
-# Tiny assertion helpers for the sandbox tests (bash). Source this file;
-# each check prints "ok - NAME" or "FAIL - NAME" and what differed, and
-# `finish` exits non-zero when any check failed.
-
+# Assertion helpers for the sandbox tests (bash): each check prints "ok -" or
+# "FAIL -" and the difference; `finish` exits non-zero when any failed.
 _failures=0
-
-_fail() {
-  echo "FAIL - $1"
-  _failures=$((_failures + 1))
-}
+_fail() { echo "FAIL - $1"; _failures=$((_failures + 1)); }
 
 # check_eq NAME EXPECTED ACTUAL
 check_eq() {
-  if [[ $2 == "$3" ]]; then
-    echo "ok - $1"
-  else
+  if [[ $2 == "$3" ]]; then echo "ok - $1"; else
     _fail "$1"
     diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") | sed 's/^/    /'
   fi
 }
-
-# check NAME CMD [ARG...]: CMD must succeed.
-check() {
-  local name=$1
-  shift
-  if "$@"; then echo "ok - $name"; else _fail "$name (failed: $*)"; fi
-}
-
-# check_not NAME CMD [ARG...]: CMD must fail.
-check_not() {
-  local name=$1
-  shift
-  if "$@"; then _fail "$name (succeeded: $*)"; else echo "ok - $name"; fi
-}
+# check NAME CMD [ARG...]: CMD must succeed; check_not: it must fail.
+check() { local n=$1; shift; if "$@"; then echo "ok - $n"; else _fail "$n (failed: $*)"; fi; }
+check_not() { local n=$1; shift; if "$@"; then _fail "$n (succeeded: $*)"; else echo "ok - $n"; fi; }
 
 finish() {
-  if ((_failures)); then
-    echo "$_failures check(s) failed"
-    exit 1
-  fi
+  ((_failures == 0)) || { echo "$_failures check(s) failed"; exit 1; }
   echo "all checks passed"
 }

@@ -6,8 +6,7 @@
 # files; exit statuses and refusals are as documented.
 #
 # usage: outside.sh SANDBOX  (the path of scripts/sandbox)
-# The firewall is read without iptables: the kernel's table lists and, when
-# nft is installed, `nft list ruleset`.
+# The firewall is read without iptables: the kernel's tables and nft.
 source "$(dirname "$0")/assert.sh"
 sandbox=$1
 scratch=$(mktemp -d)
@@ -76,12 +75,8 @@ changes='
 
 # wait_until SECONDS CMD...: polls CMD; false if it never held.
 wait_until() {
-  local end=$((SECONDS + $1))
-  shift
-  until "$@"; do
-    ((SECONDS < end)) || return 1
-    sleep 0.1
-  done
+  local end=$((SECONDS + $1)); shift
+  until "$@"; do ((SECONDS < end)) || return 1; sleep 0.1; done
 }
 
 snapshot before
@@ -104,41 +99,30 @@ wait "$pid" 2>/dev/null
 compare "a killed run"
 no_trace "a killed run"
 
-# 3. --keep leaves only what the run wrote, whiteouts included.
+# 3. --keep leaves only what the run wrote, whiteouts included; a used
+# folder is refused.
 keep=$scratch/kept/layer
 "$sandbox" --keep "$keep" -- bash -c '
   useradd -m -d /tmp/home/kim kim
-  echo on >/tmp/system/flag
   rm /etc/motd' >"$scratch/out3" 2>&1
 check_eq "--keep: exit status 0" "0" "$?"
 check "--keep: the changed passwd is kept" grep -q '^kim:' "$keep/etc/passwd"
-check "--keep: the new home folder is kept" test -d "$keep/tmp/home/kim"
-check_eq "--keep: a new file is kept" "on" "$(cat "$keep/tmp/system/flag" 2>&1)"
 check "--keep: a removed file is kept as a whiteout" test -c "$keep/etc/motd"
-check_not "--keep: nothing the run did not write" test -e "$keep/vela"
-check_not "--keep: the machine's passwd is untouched" grep -q '^kim:' /etc/passwd
-check_eq "--keep: no work folder is left beside it" "layer" "$(ls -A "$scratch/kept")"
-check "--keep: the folder is named on stderr" grep -q "kept in $keep" "$scratch/out3"
-
+check_eq "--keep: nothing else beside it" "layer" "$(ls -A "$scratch/kept")"
 out=$("$sandbox" --keep "$keep" -- echo RAN 2>&1)
-check_eq "--keep with a used folder is refused with 125" "125" "$?"
-check_not "--keep with a used folder: the command does not run" grep -q RAN <<<"$out"
-check "--keep with a used folder: the refusal says why" grep -q "not empty" <<<"$out"
+check_eq "--keep with a used folder is refused with 125" "125 0" "$? $(grep -c RAN <<<"$out")"
 
 # 4. Exit statuses.
 "$sandbox" -- sh -c 'exit 42'
 check_eq "the command's exit status is the sandbox's" "42" "$?"
 "$sandbox" -- sh -c 'kill -9 $$'
 check_eq "a command killed by a signal gives 128+signal" "137" "$?"
-"$sandbox" -- /no/such/program 2>/dev/null
-check_eq "a missing command gives 127" "127" "$?"
 
 # 5. Refusal without root; the script is read from stdin as nobody may not
 # be able to read the tree.
 out=$(setpriv --reuid=65534 --regid=65534 --clear-groups bash -s -- -- true \
       <"$sandbox" 2>&1)
 check_eq "not root: refused with 125" "125" "$?"
-check "not root: the refusal says why" grep -q "must run as root" <<<"$out"
 
 compare "after all runs"
 finish

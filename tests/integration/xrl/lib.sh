@@ -22,14 +22,16 @@ start_finder() {
     wait_for 'call_xrl finder://finder/common/0.1/get_status >/dev/null 2>&1'
 }
 
-# start_peer NAME ARGS...: xrl_peer of class NAME, stdout in /tmp/NAME.out.
+# start_peer NAME ARGS...: xrl_peer of class NAME; its stdout goes to a file
+# of its own ($peer_out), so an earlier peer's "ready" line is never read.
 start_peer() {
     local name=$1
     shift
-    xrl_peer --class "$name" "$@" >"/tmp/$name.out" &
+    peer_out=$(mktemp "/tmp/$name.XXXXXX")
+    xrl_peer --class "$name" "$@" >"$peer_out" &
     peer_pid=$!
-    wait_for "grep -q '^ready ' /tmp/$name.out"
-    peer_instance=$(sed -n 's/^ready //p' "/tmp/$name.out")
+    wait_for "grep -q '^ready ' $peer_out"
+    peer_instance=$(sed -n 's/^ready //p' "$peer_out")
 }
 
 finish() {

@@ -69,8 +69,10 @@ call_xrl -r 8 finder://late/common/0.1/get_status
 expect_eq "resolved on a retry" 0 $?
 
 # The generated target stops when told to, after answering.
-call_xrl finder://xrltest/common/0.1/shutdown
+# No return values: nothing printed, not even an empty line.
+call_xrl finder://xrltest/common/0.1/shutdown >/tmp/out
 expect_eq "shutdown answered" 0 $?
+expect_eq "bytes printed without return values" 0 "$(wc -c </tmp/out)"
 wait "$target_pid"
 expect_eq "target exit status" 0 $?
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "tests/unit/accounts/account_test_env.hh"
 
@@ -31,58 +32,29 @@ std::string next_line(FILE* stream, unsigned& length) {
     return text;
 }
 
-TEST(ReadLine, LinesKeepTheirNewlineAndTheLastNeedsNone) {
-    FILE* stream = stream_of("root:x:0\nbob:y");
-    unsigned length;
-    EXPECT_EQ("root:x:0\n", next_line(stream, length));
-    EXPECT_EQ(9u, length);
-    EXPECT_EQ("bob:y", next_line(stream, length));
-    EXPECT_EQ(5u, length);
-    EXPECT_EQ("<end>", next_line(stream, length));
-    EXPECT_EQ(0u, length);
-    fclose(stream);
-}
-
-TEST(ReadLine, EmptyFileAndEmptyLines) {
-    unsigned length;
-    FILE* empty = stream_of("");
-    EXPECT_EQ("<end>", next_line(empty, length));
-    EXPECT_EQ(0u, length);
-    fclose(empty);
-
-    FILE* blank = stream_of("\n\nx");
-    EXPECT_EQ("\n", next_line(blank, length));
-    EXPECT_EQ("\n", next_line(blank, length));
-    EXPECT_EQ("x", next_line(blank, length));
-    EXPECT_EQ("<end>", next_line(blank, length));
-    fclose(blank);
-}
-
-TEST(ReadLine, NulEndsALineLikeANewline) {
-    FILE* stream = stream_of(std::string("ab\0cd\n", 6));
-    unsigned length;
-    EXPECT_EQ(std::string("ab\0", 3), next_line(stream, length));
-    EXPECT_EQ(3u, length);
-    EXPECT_EQ("cd\n", next_line(stream, length));
-    EXPECT_EQ("<end>", next_line(stream, length));
-    fclose(stream);
-}
-
-TEST(ReadLine, LinesAtAndAcrossTheGrowthStep) {
+TEST(ReadLine, LinesOfAnyLengthEndAtANewlineOrANul) {
     // 255 bytes and a newline fill the first block exactly.
     const std::string exact = std::string(255, 'e') + "\n";
     const std::string longer = std::string(257, 'f') + "\n";
     const std::string huge(70000, 'h');
-    FILE* stream = stream_of(exact + longer + huge);
-    unsigned length;
-    EXPECT_EQ(exact, next_line(stream, length));
-    EXPECT_EQ(256u, length);
-    EXPECT_EQ(longer, next_line(stream, length));
-    EXPECT_EQ(258u, length);
-    EXPECT_EQ(huge, next_line(stream, length));
-    EXPECT_EQ(70000u, length);
-    EXPECT_EQ("<end>", next_line(stream, length));
-    fclose(stream);
+    const struct { std::string content; std::vector<std::string> lines; } cases[] = {
+        {"root:x:0\nbob:y", {"root:x:0\n", "bob:y"}},
+        {"", {}},
+        {"\n\nx", {"\n", "\n", "x"}},
+        {std::string("ab\0cd\n", 6), {std::string("ab\0", 3), "cd\n"}},
+        {exact + longer + huge, {exact, longer, huge}},
+    };
+    for (const auto& c : cases) {
+        FILE* stream = stream_of(c.content);
+        unsigned length;
+        for (const std::string& line : c.lines) {
+            EXPECT_EQ(line, next_line(stream, length));
+            EXPECT_EQ(line.size(), length);
+        }
+        EXPECT_EQ("<end>", next_line(stream, length));
+        EXPECT_EQ(0u, length);
+        fclose(stream);
+    }
 }
 
 }  // namespace

@@ -24,21 +24,27 @@ namespace daemon_test {
 
 const char JOURNAL[] = "/var/log/sandbox/commands.log";
 
-// Lines of the journal since it was last cleared.
-inline std::vector<std::string> journal()
+// The lines of a stream, without their newlines.
+inline std::vector<std::string> lines_of(FILE* f)
 {
     std::vector<std::string> lines;
-    FILE* f = fopen(JOURNAL, "r");
-    if (f == nullptr)
-        return lines;
     char buf[4096];
-    while (fgets(buf, sizeof(buf), f) != nullptr) {
+    while (f != nullptr && fgets(buf, sizeof(buf), f) != nullptr) {
         std::string line(buf);
         if (!line.empty() && line.back() == '\n')
             line.pop_back();
         lines.push_back(line);
     }
-    fclose(f);
+    return lines;
+}
+
+// Lines of the journal (or another record) since it was last cleared.
+inline std::vector<std::string> journal(const char* path = JOURNAL)
+{
+    FILE* f = fopen(path, "r");
+    std::vector<std::string> lines = lines_of(f);
+    if (f != nullptr)
+        fclose(f);
     return lines;
 }
 
@@ -52,19 +58,10 @@ inline void clear_journal()
 // The rules of INPUT as iptables prints them, policy line left out.
 inline std::vector<std::string> input_chain()
 {
-    std::vector<std::string> rules;
-    FILE* p = popen("/sbin/iptables -S INPUT", "r");
-    if (p == nullptr)
-        return rules;
-    char buf[4096];
-    while (fgets(buf, sizeof(buf), p) != nullptr) {
-        std::string line(buf);
-        if (!line.empty() && line.back() == '\n')
-            line.pop_back();
-        if (line.compare(0, 3, "-P ") != 0)
-            rules.push_back(line);
-    }
-    pclose(p);
+    FILE* p = popen("/sbin/iptables -S INPUT | grep -v '^-P '", "r");
+    std::vector<std::string> rules = lines_of(p);
+    if (p != nullptr)
+        pclose(p);
     return rules;
 }
 
@@ -107,9 +104,12 @@ protected:
         errno = 0;
     }
 
-    void build()
+    void build() { build(_eventloop); }
+
+    // On another loop, e.g. one driven by a virtual clock.
+    void build(EventLoop& loop)
     {
-        _router.reset(new XrlStdRouter(_eventloop, "login", false));
+        _router.reset(new XrlStdRouter(loop, "login", false));
         _login.reset(new LoginMain(*_router));
         _target.reset(new XrlLoginTarget(*_router, *_login));
     }

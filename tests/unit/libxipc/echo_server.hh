@@ -3,7 +3,6 @@
 #ifndef TESTS_UNIT_LIBXIPC_ECHO_SERVER_HH
 #define TESTS_UNIT_LIBXIPC_ECHO_SERVER_HH
 
-#include <cerrno>
 
 #include "xrl/targets/test_echo_base.hh"
 
@@ -12,7 +11,6 @@ public:
     explicit EchoServer(XrlCmdMap* cmds = 0) : XrlEchoServerTargetBase(cmds) {}
 
     std::vector<std::string> calls;     // method names, in order
-    std::vector<int> errno_seen;        // errno at the start of each call
 
 protected:
     XrlCmdError ping() override { return record("ping"); }
@@ -75,7 +73,6 @@ protected:
 private:
     XrlCmdError record(const std::string& call)
     {
-        errno_seen.push_back(errno);
         calls.push_back(call);
         return XrlCmdError::OKAY();
     }

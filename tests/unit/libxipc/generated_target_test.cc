@@ -1,12 +1,9 @@
-// The generated target base: registration, strict argument unpacking,
-// outputs, and the names of its pure virtuals.
-
-#include <cerrno>
+// The generated target base: registration, strict argument unpacking and
+// outputs.
 
 #include <gtest/gtest.h>
 
 #include "echo_server.hh"
-#include "xrl/targets/observer_check_base.hh"
 
 namespace {
 
@@ -139,73 +136,6 @@ TEST_F(GeneratedTargetTest, FailuresPassThroughAndOutputsAreFreshEachCall)
               call("echo_server/echo/1.2/fail?reason:txt=Set+user+class+failed%2C+no+such+user"));
     EXPECT_EQ("OK value:txt=set", call("echo_server/echo/1.2/maybe?set:bool=true"));
     EXPECT_EQ("OK value:txt=", call("echo_server/echo/1.2/maybe?set:bool=false"));
-}
-
-TEST_F(GeneratedTargetTest, HandlersStartWithErrnoCleared)
-{
-    errno = ENOENT;
-    call("echo_server/echo/1.2/ping");
-    errno = EPERM;
-    call("echo_server/echo/1.2/add?a:i32=1&b:i32=1");
-    EXPECT_EQ((std::vector<int>{ 0, 0 }), server.errno_seen);
-}
-
-// The generic interfaces give a daemon exactly these pure virtuals: plain
-// names for common/0.1, interface and version in the prefixed observer's.
-class ObserverCheck : public XrlObserverCheckTargetBase {
-public:
-    explicit ObserverCheck(XrlCmdMap* cmds) : XrlObserverCheckTargetBase(cmds) {}
-    std::string births;
-
-protected:
-    XrlCmdError get_target_name(string& name) override
-    {
-        name = "observer_check";
-        return XrlCmdError::OKAY();
-    }
-    XrlCmdError get_version(string& version) override
-    {
-        version = "0.1";
-        return XrlCmdError::OKAY();
-    }
-    XrlCmdError get_status(uint32_t& status, string& reason) override
-    {
-        status = 3;
-        reason = "running";
-        return XrlCmdError::OKAY();
-    }
-    XrlCmdError shutdown() override { return XrlCmdError::COMMAND_FAILED("busy"); }
-    XrlCmdError finder_event_observer_0_1_xrl_target_birth(
-        const string& target_class, const string& target_instance) override
-    {
-        births += target_class + "=" + target_instance + ";";
-        return XrlCmdError::OKAY();
-    }
-    XrlCmdError finder_event_observer_0_1_xrl_target_death(
-        const string&, const string&) override
-    {
-        return XrlCmdError::OKAY();
-    }
-};
-
-TEST(GenericTargetTest, CommonAndObserverMethodsAnswer)
-{
-    XrlCmdMap map("observer_check");
-    ObserverCheck target(&map);
-    XrlArgs out;
-    EXPECT_TRUE(map.dispatch(Xrl("observer_check/common/0.1/get_status"), &out).isOK());
-    EXPECT_EQ("status:u32=3&reason:txt=running", out.str());
-    EXPECT_TRUE(map.dispatch(Xrl("observer_check/common/0.1/get_version"), &out).isOK());
-    EXPECT_EQ("version:txt=0.1", out.str());
-    EXPECT_EQ("102 Command failed busy",
-              map.dispatch(Xrl("observer_check/common/0.1/shutdown"), &out).str());
-    EXPECT_EQ(NO_SUCH_METHOD,
-              map.dispatch(Xrl("observer_check/common/0.1/startup"), &out).error_code());
-    EXPECT_TRUE(map.dispatch(Xrl("observer_check/finder_event_observer/0.1/"
-                                 "xrl_target_birth?target_class:txt=fea"
-                                 "&target_instance:txt=fea-1@127.0.0.1"),
-                             &out).isOK());
-    EXPECT_EQ("fea=fea-1@127.0.0.1;", target.births);
 }
 
 }  // namespace
