@@ -95,53 +95,39 @@ TEST_F(ShadowRewriteTest, StructureBreakingFieldIsRefusedBeforeAnyChange) {
     EXPECT_FALSE(file_exists(kWork));
 }
 
-// A child process that holds a lock until it is told to end.
+// A child process that holds a lock until it is killed.
 class LockHolder {
 public:
     // kind "record": fcntl write lock on /etc/shadow; "pwdf": lckpwdf().
     explicit LockHolder(const std::string& kind) {
         int ready[2];
-        if (pipe(ready) != 0 || pipe(_release) != 0)
+        if (pipe(ready) != 0)
             return;
         _pid = fork();
         if (_pid == 0) {
-            close(ready[0]);
-            close(_release[1]);
-            bool held;
-            if (kind == "record") {
-                int fd = open(kShadow, O_RDWR);
-                struct flock lock;
-                memset(&lock, 0, sizeof(lock));
-                lock.l_type = F_WRLCK;
-                lock.l_whence = SEEK_SET;
-                held = fd >= 0 && fcntl(fd, F_SETLK, &lock) == 0;
-            } else {
-                held = lckpwdf() == 0;
-            }
-            char answer = held ? 'y' : 'n';
-            if (write(ready[1], &answer, 1) != 1)
+            struct flock lock = {};
+            lock.l_type = F_WRLCK;
+            int fd = kind == "record" ? open(kShadow, O_RDWR) : -1;
+            bool held = kind == "record" ? fd >= 0 && fcntl(fd, F_SETLK, &lock) == 0
+                                         : lckpwdf() == 0;
+            if (write(ready[1], held ? "y" : "n", 1) != 1)
                 _exit(1);
-            char end;
-            if (read(_release[0], &end, 1) < 0)
-                _exit(1);
-            _exit(0);
+            for (;;)
+                pause();
         }
         close(ready[1]);
-        close(_release[0]);
         char answer = 'n';
         _held = read(ready[0], &answer, 1) == 1 && answer == 'y';
         close(ready[0]);
     }
     ~LockHolder() {
-        close(_release[1]);
-        int status;
-        waitpid(_pid, &status, 0);
+        if (_pid > 0 && kill(_pid, SIGKILL) == 0)
+            waitpid(_pid, nullptr, 0);
     }
     bool held() const { return _held; }
 
 private:
     pid_t _pid = -1;
-    int   _release[2] = {-1, -1};
     bool  _held = false;
 };
 
