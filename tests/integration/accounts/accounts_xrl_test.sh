@@ -113,7 +113,7 @@ expect_eq "deleted account" none "$(account reader)"
 grep -q '^reader:' /etc/shadow && fail "shadow line of reader still there"
 
 # --- Refusals, each before anything runs: one per operation and kind (the
-# texts of each rule are unit tested).
+# texts of each rule, the default users' among them, are unit tested).
 before=$(cat /etc/shadow)
 forget_commands
 refused "password with a colon" "Set password failed, Password must not contain ':'" \
@@ -123,9 +123,6 @@ refused "lock with empty text" "Set password failed, Password is an empty string
 refused "delete without class" "Delete user failed, User_class is an empty string" \
     "delete_user?user:txt=chief&user_class:txt="
 refusals <<'END'
-delete_user operator super-user Delete user failed, Can not delete default local user root, admin, operator.
-set_user_class admin read-only Set user class failed, Default user root, admin should always be super-user. Please set the user class.
-delete_user_class root super-user Delete user class failed, Default user root, admin should always be super-user. Please do not delete this.
 delete_user ghost read-only Delete user failed, User ghost not exist
 set_user_class ghost super-user Set user class failed, User ghost not exist
 create_user chief guest Create user failed, User class guest is invalid, must be read-only or super-user
