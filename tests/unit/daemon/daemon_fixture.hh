@@ -52,17 +52,7 @@ inline std::vector<std::string> input_chain()
     return lines_of(p.get());
 }
 
-// Rule texts as iptables -S prints them back.
-inline std::string telnet_update(int n)
-{
-    return "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount "
-        + std::to_string(n)
-        + " --rttl --name TELNET --mask 255.255.255.255 --rsource -j DROP";
-}
-inline std::string telnet_set()
-{
-    return "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --set --name TELNET --mask 255.255.255.255 --rsource";
-}
+// The SSH rate rules as iptables -S prints them back.
 inline std::string ssh_update(int n)
 {
     return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount "
@@ -72,12 +62,6 @@ inline std::string ssh_update(int n)
 inline std::string ssh_set()
 {
     return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --set --name SSH --mask 255.255.255.255 --rsource";
-}
-inline std::string ssh_connection(int n)
-{
-    return "-A INPUT -p tcp -m tcp --dport 22 --tcp-flags FIN,SYN,RST,ACK SYN -m connlimit --connlimit-above "
-        + std::to_string(n)
-        + " --connlimit-mask 32 --connlimit-saddr -j REJECT --reject-with icmp-port-unreachable";
 }
 
 // Starts each test from an empty INPUT chain and journal, then builds the
