@@ -117,18 +117,4 @@ TEST_F(EventLoopTest, HangUpReachesTheReader)
     EXPECT_EQ(0u, loop.descriptor_count());
 }
 
-TEST(EventLoopSystemClock, UsesRealTimeForTimers)
-{
-    EventLoop loop;
-    Events ev;
-    XorpTimer t = loop.new_oneoff_after_ms(
-        5, callback(&ev, &Events::on_timer, std::string("soon")));
-    for (int i = 0; i < 100 && ev.seen.empty(); i++)
-        loop.run();
-    EXPECT_EQ((std::vector<std::string>{"soon"}), ev.seen);
-    TimeVal now;
-    loop.current_time(now);
-    EXPECT_GE(now, t.expiry());
-}
-
 }  // namespace
