@@ -3,7 +3,6 @@
 
 #include "core/login_module.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <shadow.h>
@@ -13,6 +12,8 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <string>
 
 #include "tests/unit/accounts/account_test_env.hh"
@@ -164,19 +165,14 @@ TEST_F(ShadowRewriteTest, PasswordFilesLockedByAnotherProgramStopTheReadBack) {
     EXPECT_EQ("untouched", field);
 }
 
-int open_descriptors() {
-    int count = 0;
-    DIR* dir = opendir("/proc/self/fd");
-    while (dir != nullptr && readdir(dir) != nullptr)
-        ++count;
-    if (dir != nullptr)
-        closedir(dir);
-    return count;
+long open_descriptors() {
+    std::filesystem::directory_iterator fds("/proc/self/fd");
+    return std::distance(begin(fds), end(fds));
 }
 
 TEST_F(ShadowRewriteTest, NoDescriptorOrLockOutlivesACall) {
     write_file(kShadow, "bob:old:1:\n");
-    const int before = open_descriptors();
+    const long before = open_descriptors();
     std::string field;
 
     login().rewrite_shadow_password("bob", "new");
