@@ -1,14 +1,20 @@
-// call_xrl: sends XRLs given on the command line and prints their answers.
+// call_xrl: sends XRLs given on the command line, or read from files with
+// -f (one a line; "-" or no file for standard input; blank lines and lines
+// starting with '#' skipped), in order, and prints their answers.
 //
 // Usage: call_xrl [-F host[:port]] [-r retries] [-w seconds] XRL...
+//        call_xrl [-F host[:port]] [-r retries] [-w seconds] -f [FILE...]
 // Exit status: 0 all succeeded; 3 a target answered an error; 255 an
 // unknown target or method, no answer in time, or bad syntax; 1 no finder.
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,7 +46,9 @@ usage(const char* argv0)
 {
     fprintf(stderr,
 	    "Usage: %s [-F <host>[:<port>]] [-r <retries>] [-w <seconds>] "
-	    "<xrl> ...\n", argv0);
+	    "<xrl> ...\n"
+	    "       %s [-F <host>[:<port>]] [-r <retries>] [-w <seconds>] "
+	    "-f [<file> ...]\n", argv0, argv0);
 }
 
 void
@@ -110,6 +118,29 @@ call_one(EventLoop& e, XrlStdRouter& router, const Xrl& xrl, int retries,
     return EXIT_UNRESOLVED;
 }
 
+// The XRLs of one file (or standard input for "-"): one a line, blank
+// lines and '#' comments skipped.  False if the file cannot be read.
+bool
+read_xrl_file(const std::string& path, std::vector<std::string>& out)
+{
+    std::ifstream f;
+    if (path != "-") {
+	f.open(path.c_str());
+	if (!f)
+	    return false;
+    }
+    std::istream& in = path == "-" ? std::cin : f;
+    std::string line;
+    while (std::getline(in, line)) {
+	size_t b = line.find_first_not_of(" \t\r");
+	if (b == std::string::npos || line[b] == '#')
+	    continue;
+	size_t e = line.find_last_not_of(" \t\r");
+	out.push_back(line.substr(b, e + 1 - b));
+    }
+    return !in.bad();
+}
+
 bool
 parse_number(const char* s, int& v)
 {
@@ -130,8 +161,9 @@ main(int argc, char** argv)
     uint16_t port = finder_env_port();
     int retries = 0;
     int wait_s = kDefaultWaitSeconds;
+    bool from_files = false;
     int ch;
-    while ((ch = getopt(argc, argv, "F:r:w:h")) != -1) {
+    while ((ch = getopt(argc, argv, "F:r:w:fh")) != -1) {
 	switch (ch) {
 	case 'F': {
 	    std::string f = optarg;
@@ -154,6 +186,9 @@ main(int argc, char** argv)
 		return EXIT_UNRESOLVED;
 	    }
 	    break;
+	case 'f':
+	    from_files = true;
+	    break;
 	case 'w':
 	    if (!parse_number(optarg, wait_s) || wait_s == 0) {
 		usage(argv[0]);
@@ -165,19 +200,39 @@ main(int argc, char** argv)
 	    return EXIT_UNRESOLVED;
 	}
     }
-    if (optind == argc) {
-	usage(argv[0]);
-	return 0;
+    std::vector<std::string> texts;
+    if (from_files) {
+	std::vector<std::string> files(argv + optind, argv + argc);
+	if (files.empty())
+	    files.push_back("-");
+	for (const std::string& f : files) {
+	    if (!read_xrl_file(f, texts)) {
+		fprintf(stderr, "call_xrl: cannot read %s: %s\n", f.c_str(),
+			strerror(errno));
+		return EXIT_UNRESOLVED;
+	    }
+	}
+    } else {
+	if (optind == argc) {
+	    usage(argv[0]);
+	    return 0;
+	}
+	texts.assign(argv + optind, argv + argc);
     }
 
     // Every XRL is checked before anything is sent.
     std::vector<std::unique_ptr<Xrl> > xrls;
-    for (int i = optind; i < argc; i++) {
+    for (const std::string& t : texts) {
 	try {
-	    xrls.emplace_back(new Xrl(argv[i]));
+	    xrls.emplace_back(new Xrl(t.c_str()));
 	} catch (const XorpException& ex) {
 	    fprintf(stderr, "%s\nBad XRL syntax: %s\n", ex.str().c_str(),
-		    argv[i]);
+		    t.c_str());
+	    return EXIT_UNRESOLVED;
+	}
+	if (xrls.back()->protocol() != "finder") {
+	    fprintf(stderr, "Bad XRL syntax: %s (only finder:// XRLs are "
+		    "sent)\n", t.c_str());
 	    return EXIT_UNRESOLVED;
 	}
     }

@@ -1,7 +1,7 @@
 // xorp_finder: the finder every process of the switch registers with.
 //
 // Usage: xorp_finder [-p port] [-v]
-// Listens on 127.0.0.1 only.  -i, -n and -a (XORP's interface and
+// Speaks XORP's finder protocol 0.2.  Listens on 127.0.0.1 only.  -i, -n and -a (XORP's interface and
 // allowed-host options) are accepted and ignored for that reason.
 
 #include <unistd.h>
@@ -58,7 +58,7 @@ main(int argc, char** argv)
     if (verbose)
 	fprintf(stderr, "xorp_finder: listening on 127.0.0.1:%u\n",
 		static_cast<unsigned>(finder.port()));
-    while (xorp_do_run)
+    while (xorp_do_run && !finder.shutdown_requested())
 	eventloop.run();
     return 0;
 }

@@ -123,7 +123,7 @@ FinderClient::connected_fd(int fd)
 {
     _ever_connected = true;
     _give_up_timer.unschedule();
-    _conn = new WireConn(_eventloop, fd, *this);
+    _conn = new WireConn(_eventloop, fd, finderwire::split, *this);
     _observer.finder_client_connected();
 }
 

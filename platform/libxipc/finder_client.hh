@@ -11,14 +11,14 @@
 
 #include "libxorp/eventloop.hh"
 #include "libxorp/timer.hh"
-#include "libxipc/xrl_wire_conn.hh"
+#include "libxipc/finder_wire.hh"
 
 class FinderClientObserver {
 public:
     virtual ~FinderClientObserver() {}
-    // Connected: the observer introduces itself by queuing frames on out().
+    // Connected: the observer registers by queuing frames on out().
     virtual void finder_client_connected() = 0;
-    virtual void finder_client_message(const char* payload, size_t len) = 0;
+    virtual void finder_client_message(const char* frame, size_t len) = 0;
     // The connection is lost (or refused by the finder); reconnecting starts.
     virtual void finder_client_disconnected(const std::string& why) = 0;
     // The first connection could not be made in time; no more tries.

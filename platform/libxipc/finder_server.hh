@@ -1,24 +1,27 @@
 // -*- c-basic-offset: 4; tab-width: 8; indent-tabs-mode: t -*-
 //
-// The finder: every process holds one connection to it, registers its class,
-// instance name and commands, and sends its XRLs through it.  The finder
-// resolves each target (an instance name, or a class name meaning that
-// class's oldest enabled instance), relays requests and replies, answers its
-// own target "finder" and tells observers of births and deaths.
+// The finder, speaking XORP's finder protocol 0.2 (finder_wire.hh): every
+// process holds one connection to it, registers its instance, adds one
+// resolution per handler and enables itself; callers resolve an XRL once and
+// then talk to the target directly.  The finder also answers its own target
+// "finder" (finder/0.2, finder_event_notifier/0.1, common/0.1), tells
+// clients to drop cached resolutions of departed targets, tunnels births and
+// deaths to observers, and says hello to every connection every 100 s.
 
 #ifndef __LIBXIPC_FINDER_SERVER_HH__
 #define __LIBXIPC_FINDER_SERVER_HH__
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "libxorp/eventloop.hh"
 #include "libxorp/timer.hh"
+#include "libxipc/xrl_args.hh"
 #include "libxipc/xrl_wire_conn.hh"
 
 class FinderServer : public WireConnHandler {
@@ -32,66 +35,117 @@ public:
     const std::string& error() const { return _error; }
     // The port actually bound (useful when 0 was asked for).
     uint16_t port() const { return _port; }
+    // common/0.1/shutdown was called.
+    bool shutdown_requested() const { return _shutdown; }
+
+    // Time a client has to answer one of the finder's requests.
+    static const int kRequestTimeoutSec = 30;
+    static const int kHelloPeriodSec = 100;
 
     // WireConnHandler
-    void wire_message(WireConn* conn, const char* payload, size_t len);
+    void wire_message(WireConn* conn, const char* frame, size_t len);
     void wire_bad_frame(WireConn* conn, const char* why);
     void wire_closed(WireConn* conn, const char* why);
 
 private:
-    struct Forward {
-	uint32_t origin_id;	// 0: the finder itself
-	uint32_t origin_seq;
-	bool	 active;
-    };
-    struct Peer {
+    struct Conn {
 	uint32_t			id;
-	WireConn*			conn;
-	std::string			class_name;
-	std::string			instance;
-	bool				named;
-	bool				enabled;
-	bool				catch_all;
-	std::unordered_set<std::string>	commands;
-	std::deque<Forward>		forwards;	// requests it owes
-	uint32_t			forward_base;	// seq of forwards[0]
-	std::set<std::string>		interests;	// classes it observes
+	WireConn*			wc;
+	std::deque<std::string>		queue;		// requests not yet sent
+	bool				waiting;	// one is outstanding
+	uint32_t			waiting_seq;
+	XorpTimer			timeout;
+	std::vector<std::string>	instances;	// registered through it
     };
+    struct Instance {
+	std::string			name;
+	std::string			cls;
+	std::string			cookie;
+	Conn*				owner;
+	bool				enabled;
+	bool				singleton;
+	std::vector<std::string>	keys;		// in registration order
+	std::map<std::string, std::vector<std::string> > res;
+	std::vector<std::string>	catch_all;	// "proto://addr/*-cookie"
+	std::set<std::string>		class_watches;
+	std::set<std::string>		instance_watches;
+    };
+    struct Reply {
+	uint32_t	code;
+	std::string	note;
+	XrlArgs		out;
+    };
+    typedef void (FinderServer::*Method)(Conn*, const XrlArgs&, Reply&);
 
     void accept_ready(int fd, IoEventType t);
     void pause_accepting();
     void resume_accepting();
     void reap();
-    void fail(Peer* p, const std::string& why);
-
-    void on_hello(Peer* p, const char* payload, size_t len);
-    void on_register(Peer* p, const char* payload, size_t len);
-    void on_request(Peer* p, const char* payload, size_t len);
-    void on_reply(Peer* p, const char* payload, size_t len);
-
-    Peer* resolve(const std::string& target);
-    void reply(Peer* to, uint32_t seq, uint32_t code, const std::string& note,
-	       const std::string& args);
-    void send_event(Peer* to, const char* method, const Peer& subject);
-    void announce(const Peer& subject, const char* method);
-    void serve_own(Peer* from, uint32_t seq, const std::string& command,
-		   const char* args, size_t args_len);
-    void drop_interest(Peer* p, const std::string& cls);
+    std::vector<Conn*> conns() const;
+    void drop(Conn* c, const std::string& why);
+    void request_timed_out(Conn* c);
     void log(const std::string& what) const;
+
+    void on_request(Conn* c, uint32_t seq, const char* body, size_t len);
+    void on_reply(Conn* c, uint32_t seq, const char* body, size_t len);
+    void push(Conn* c, const std::string& xrl);
+    void pump(Conn* c);
+    bool hello_tick();
+
+    std::string new_cookie();
+    Instance* owned(Conn* c, const std::string& name, Reply& r);
+    Instance* originator(Conn* c, const std::string& name, Reply& r);
+    Instance* primary(const std::string& cls);
+    void depart(Instance* inst, bool remove);
+    void tunnel(Instance* observer, const char* event, const Instance& subject);
+    void births_for(Instance* observer, const std::string& cls);
+    bool resolve(const std::string& text, std::vector<std::string>& out,
+		 std::string& why);
+
+    // finder/0.2
+    void register_finder_client(Conn*, const XrlArgs&, Reply&);
+    void unregister_finder_client(Conn*, const XrlArgs&, Reply&);
+    void set_finder_client_enabled(Conn*, const XrlArgs&, Reply&);
+    void finder_client_enabled(Conn*, const XrlArgs&, Reply&);
+    void add_xrl(Conn*, const XrlArgs&, Reply&);
+    void remove_xrl(Conn*, const XrlArgs&, Reply&);
+    void resolve_xrl(Conn*, const XrlArgs&, Reply&);
+    void get_xrl_targets(Conn*, const XrlArgs&, Reply&);
+    void get_xrls_registered_by(Conn*, const XrlArgs&, Reply&);
+    void get_ipv4_permitted_hosts(Conn*, const XrlArgs&, Reply&);
+    void get_ipv4_permitted_nets(Conn*, const XrlArgs&, Reply&);
+    void get_ipv6_permitted_hosts(Conn*, const XrlArgs&, Reply&);
+    void get_ipv6_permitted_nets(Conn*, const XrlArgs&, Reply&);
+    // finder_event_notifier/0.1
+    void register_class_event_interest(Conn*, const XrlArgs&, Reply&);
+    void deregister_class_event_interest(Conn*, const XrlArgs&, Reply&);
+    void register_instance_event_interest(Conn*, const XrlArgs&, Reply&);
+    void deregister_instance_event_interest(Conn*, const XrlArgs&, Reply&);
+    // common/0.1
+    void get_target_name(Conn*, const XrlArgs&, Reply&);
+    void get_version(Conn*, const XrlArgs&, Reply&);
+    void get_status(Conn*, const XrlArgs&, Reply&);
+    void shutdown(Conn*, const XrlArgs&, Reply&);
+    void startup(Conn*, const XrlArgs&, Reply&);
 
     EventLoop&				_eventloop;
     bool				_verbose;
     int					_listen_fd;
     uint16_t				_port;
     std::string				_error;
+    bool				_shutdown;
     uint32_t				_next_id;
-    std::unordered_map<uint32_t, Peer*>	_peers;
-    std::unordered_map<std::string, Peer*> _by_instance;
-    std::map<std::string, std::vector<Peer*> > _classes;    // enabled, oldest first
-    std::map<std::string, std::vector<Peer*> > _observers;  // by observed class
-    std::vector<Peer*>			_dead;
+    uint32_t				_seq;		// shared by all connections
+    uint32_t				_cookie_counter;
+    std::map<std::string, Method>	_methods;
+    std::unordered_map<uint32_t, Conn*>	_conns;
+    std::map<std::string, Instance*>	_instances;
+    std::map<std::string, std::vector<Instance*> > _classes;  // oldest first
+    std::vector<std::function<void()> >	_after_reply;
+    std::vector<Conn*>			_dead;
     XorpTimer				_reaper;
     XorpTimer				_accept_pause;
+    XorpTimer				_hello;
 };
 
 #endif // __LIBXIPC_FINDER_SERVER_HH__

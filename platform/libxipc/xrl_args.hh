@@ -106,6 +106,8 @@ public:
     std::string str() const;
 
 private:
+    friend bool xrl_args_unpack(const uint8_t*, size_t, XrlArgs&, std::string*);
+
     const XrlAtom& typed(const char* name, XrlAtomType type) const;
 
     std::vector<XrlAtom> _args;

@@ -1,6 +1,10 @@
 #include "libxipc/xrl_atom.hh"
 
+#include <cctype>
 #include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 
 #include "libxipc/xrl_atom_encoding.hh"
 
@@ -32,7 +36,29 @@ const TypeName kTypeNames[] = {
 bool
 supported(XrlAtomType t)
 {
-    return t != xrlatom_no_type && t != xrlatom_mac && t != xrlatom_fp64;
+    return t != xrlatom_no_type;
+}
+
+// XORP's form: up to six groups of 1-2 lowercase hex digits, no padding.
+bool
+valid_mac(const std::string& s)
+{
+    int groups = 0;
+    size_t i = 0;
+    while (i <= s.size()) {
+        size_t j = i;
+        while (j < s.size() && isxdigit(static_cast<unsigned char>(s[j])))
+            j++;
+        if (j == i || j - i > 2)
+            return false;
+        groups++;
+        if (j == s.size())
+            break;
+        if (s[j] != ':')
+            return false;
+        i = j + 1;
+    }
+    return groups == 6;
 }
 
 // Strict decimal: optional '-' when signed, then digits only, within range.
@@ -154,8 +180,19 @@ XRL_ATOM_VALUE_CTORS(XrlAtomList, xrlatom_list, _list)
 XRL_ATOM_VALUE_CTORS(std::vector<uint8_t>, xrlatom_binary, _binary)
 XRL_ATOM_VALUE_CTORS(int64_t, xrlatom_int64, _i64)
 XRL_ATOM_VALUE_CTORS(uint64_t, xrlatom_uint64, _u64)
+XRL_ATOM_VALUE_CTORS(double, xrlatom_fp64, _fp64)
 
 #undef XRL_ATOM_VALUE_CTORS
+
+XrlAtom::XrlAtom(const char* name, XrlAtomType type, const std::string& text)
+    : _type(type), _have_data(false)
+{
+    set_name(name);
+    if (!supported(type) || type == xrlatom_list)
+        xorp_throw(InvalidString, "no text form for this type");
+    set_value_from_text(text);
+    _have_data = true;
+}
 
 XrlAtom::XrlAtom(const char* name, const char* v)
     : _type(xrlatom_text), _have_data(true), _text(v)
@@ -268,6 +305,22 @@ XrlAtom::set_value_from_text(const std::string& v)
     case xrlatom_text:
         _text = v;
         break;
+    case xrlatom_mac:
+        if (!valid_mac(v))
+            xorp_throw(InvalidString, bad);
+        _text = v;
+        for (char& c : _text)
+            c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+        break;
+    case xrlatom_fp64: {
+        char* end = NULL;
+        if (v.empty() || isspace(static_cast<unsigned char>(v[0])))
+            xorp_throw(InvalidString, bad);
+        _fp64 = strtod(v.c_str(), &end);
+        if (end != v.c_str() + v.size())
+            xorp_throw(InvalidString, bad);
+        break;
+    }
     case xrlatom_binary:
         _binary.assign(v.begin(), v.end());
         break;
@@ -326,6 +379,8 @@ XRL_ATOM_ACCESSOR(XrlAtomList, list, xrlatom_list, _list)
 XRL_ATOM_ACCESSOR(std::vector<uint8_t>, binary, xrlatom_binary, _binary)
 XRL_ATOM_ACCESSOR(int64_t, int64, xrlatom_int64, _i64)
 XRL_ATOM_ACCESSOR(uint64_t, uint64, xrlatom_uint64, _u64)
+XRL_ATOM_ACCESSOR(double, fp64, xrlatom_fp64, _fp64)
+XRL_ATOM_ACCESSOR(std::string, mac, xrlatom_mac, _text)
 
 #undef XRL_ATOM_ACCESSOR
 
@@ -345,6 +400,12 @@ XrlAtom::value() const
     case xrlatom_ipv6:    return xrlatom_encode_value(_ipv6.str());
     case xrlatom_ipv6net: return xrlatom_encode_value(_ipv6net.str());
     case xrlatom_text:    return xrlatom_encode_value(_text);
+    case xrlatom_mac:     return xrlatom_encode_value(_text);
+    case xrlatom_fp64: {
+        char b[64];
+        snprintf(b, sizeof(b), "%A", _fp64);
+        return xrlatom_encode_value(b);
+    }
     case xrlatom_binary:
         return xrlatom_encode_value(
             reinterpret_cast<const char*>(_binary.data()), _binary.size());

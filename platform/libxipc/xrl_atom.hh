@@ -11,7 +11,7 @@
 #include "libxorp/ipv6net.hh"
 #include "libxipc/xrl_atom_list.hh"
 
-// The numbering is XORP's; mac and fp64 are known by name but not supported.
+// The numbering is XORP's (and so is the packed form's type byte).
 enum XrlAtomType {
     xrlatom_no_type = 0,
     xrlatom_int32,
@@ -62,6 +62,10 @@ public:
     // A named atom of the given type without data; throws BadName.
     XrlAtom(const char* name, XrlAtomType type);
 
+    // A named atom of the given type whose value is read from its decoded
+    // text (the only way to make a mac atom); throws InvalidString.
+    XrlAtom(const char* name, XrlAtomType type, const std::string& text);
+
     // Unnamed values.
     explicit XrlAtom(const int32_t& v);
     explicit XrlAtom(const uint32_t& v);
@@ -75,6 +79,7 @@ public:
     explicit XrlAtom(const std::vector<uint8_t>& v);
     explicit XrlAtom(const int64_t& v);
     explicit XrlAtom(const uint64_t& v);
+    explicit XrlAtom(const double& v);
 
     // Named values; the name may hold only [A-Za-z0-9_-] (throws BadName).
     XrlAtom(const char* name, const int32_t& v);
@@ -90,6 +95,7 @@ public:
     XrlAtom(const char* name, const std::vector<uint8_t>& v);
     XrlAtom(const char* name, const int64_t& v);
     XrlAtom(const char* name, const uint64_t& v);
+    XrlAtom(const char* name, const double& v);
 
     const std::string& name() const { return _name; }
     void set_name(const std::string& name);          // throws BadName
@@ -110,6 +116,14 @@ public:
     const std::vector<uint8_t>& binary() const;
     const int64_t& int64() const;
     const uint64_t& uint64() const;
+    const double& fp64() const;
+    const std::string& mac() const;      // as XORP prints it: 0:11:22:aa:bb:cc
+
+    // XORP's packed form: header byte, name, data.  pack() appends to `out`;
+    // unpack() reads one atom from [p, p + n) and returns the bytes used, or
+    // 0 when they do not hold a well-formed atom.
+    void pack(std::string& out) const;
+    static size_t unpack(const uint8_t* p, size_t n, XrlAtom& atom);
 
     // The encoded value ("" without data), and "name:type[=value]".
     std::string value() const;
@@ -136,11 +150,12 @@ private:
     bool         _bool = false;
     int64_t      _i64 = 0;
     uint64_t     _u64 = 0;
+    double       _fp64 = 0;
     IPv4         _ipv4;
     IPv4Net      _ipv4net;
     IPv6         _ipv6;
     IPv6Net      _ipv6net;
-    std::string  _text;
+    std::string  _text;                  // txt, and mac
     std::vector<uint8_t> _binary;
     XrlAtomList  _list;
 };

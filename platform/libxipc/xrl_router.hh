@@ -1,20 +1,32 @@
 // -*- c-basic-offset: 4; tab-width: 8; indent-tabs-mode: t -*-
 //
-// XrlRouter: a process's end of the XRL transport.  It holds the connection
-// to the finder, registers the process's class, instance name and commands
-// there, sends XRLs (to a class or an instance name) and dispatches the XRLs
-// it receives to the handlers of its command map.
+// XrlRouter: a process's end of the XRL transport, speaking XORP's wire
+// protocol.  It holds the process's finder link (finder_wire.hh): registers
+// its instance, adds one resolution per handler for its STCP listener and
+// enables itself, answers the finder's own requests (hello, cache notices,
+// tunnelled events).  An XRL is resolved once through the finder; then the
+// router connects straight to the target's listener and keeps that
+// connection for later calls (stcp_sender.hh).  XRLs to the target
+// "finder" go over the finder link.
 
 #ifndef __LIBXIPC_XRL_ROUTER_HH__
 #define __LIBXIPC_XRL_ROUTER_HH__
 
 #include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "libxorp/xorp.h"
 #include "libxorp/eventloop.hh"
 #include "libxorp/timer.hh"
 #include "libxipc/finder_client.hh"
+#include "libxipc/stcp_listener.hh"
+#include "libxipc/stcp_sender.hh"
 #include "libxipc/xrl.hh"
 #include "libxipc/xrl_cmd_map.hh"
 #include "libxipc/xrl_error.hh"
@@ -25,7 +37,8 @@ typedef XorpCallback3<const XrlCmdError, const std::string&, const XrlArgs&,
 		      XrlArgs*>::RefPtr XrlRecvAnyCallback;
 
 class XrlRouter : public XrlCmdMap, public XrlSender,
-		  private FinderClientObserver {
+		  private FinderClientObserver, private StcpDispatcher,
+		  private StcpSenderOwner {
 public:
     // finder_addr is a dotted IPv4 address.
     XrlRouter(EventLoop& e, const char* class_name,
@@ -54,7 +67,7 @@ public:
     bool send(const Xrl& xrl, const XrlSender::Callback& cb);
 
     // Answers every command not in the command map (before finalize()).
-    // The finder then routes any method of this target here.
+    // The finder then resolves any method of this target to it.
     void set_catch_all_handler(const XrlRecvAnyCallback& cb);
 
     // Reconnection hook.  Called each time the router is registered with the
@@ -78,29 +91,70 @@ protected:
     virtual void finder_ready_event(const std::string& tgt) { UNUSED(tgt); }
 
 private:
-    struct Pending {
+    struct Call {
 	XrlSender::Callback	cb;
 	TimeVal			deadline;
 	bool			active;
     };
+    typedef std::function<void(uint32_t, const std::string&,
+			       const std::string&)> FinderDone;
+    struct FinderRequest {
+	std::string	xrl;
+	FinderDone	done;
+    };
+    enum WaitState { WAIT_RESOLVING, WAIT_RESOLVED, WAIT_FAILED };
+    struct Waiting {
+	uint64_t	call;
+	std::string	key;
+	XrlArgs		args;
+	WaitState	state;
+	XrlError	error;
+    };
 
     // FinderClientObserver
     void finder_client_connected();
-    void finder_client_message(const char* payload, size_t len);
+    void finder_client_message(const char* frame, size_t len);
     void finder_client_disconnected(const std::string& why);
     void finder_client_gave_up();
 
-    void send_registration();
-    void on_request(const char* payload, size_t len);
-    void on_reply(const char* payload, size_t len);
-    void answer(uint32_t seq, uint32_t code, const std::string& note,
-		const std::string& args);
+    // The finder link: one request of ours outstanding at a time.
+    void finder_request(const std::string& xrl, const FinderDone& done);
+    void finder_pump();
+    void finder_timed_out();
+    void on_finder_request(uint32_t seq, const char* body, size_t len);
+    void on_finder_reply(uint32_t seq, const char* body, size_t len);
+    void answer_finder(uint32_t seq, uint32_t code, const std::string& note,
+		       const std::string& args);
+    void start_registration();
+    void registration_step(uint32_t code, const std::string& note,
+			   const std::string& args, const std::string& cmd);
+
+    // Calls.
+    uint64_t new_call(const XrlSender::Callback& cb);
+    void complete(uint64_t call, const XrlError& e, XrlArgs* args);
+    void fail_later(uint64_t call, const XrlError& e);
+    void fail_pending_now();
     void retire_front();
     void arm_timeout();
     void check_timeouts();
+    void resolve(const std::string& key);
+    void resolved(const std::string& key, uint32_t code,
+		  const std::string& note, const std::string& args);
+    void drain_waiting();
+    void send_direct(uint64_t call, const std::string& key,
+		     const XrlArgs& args);
+
+    // StcpDispatcher, StcpSenderOwner
+    XrlError stcp_dispatch(const std::string& method, const XrlArgs& in,
+			   XrlArgs& out);
+    void stcp_answer(uint64_t call, const XrlError& e, XrlArgs* args);
+    void stcp_lost(StcpSender* s, const std::vector<uint64_t>& calls,
+		   const std::string& why);
+    void reap_senders();
 
     EventLoop&		_eventloop;
     std::string		_class_name;
+    std::string		_local_ip;
     std::string		_instance_name;
     std::string		_finder_addr;
     uint16_t		_finder_port;
@@ -111,13 +165,33 @@ private:
     FinderReconnectedCallback _finder_reconnected;
     XrlRecvAnyCallback	_catch_all;
     TimeVal		_reply_timeout;
+    std::string		_cookie;	// from register_finder_client
 
-    std::deque<Pending>	_pending;	// by sequence number from _pending_base
-    uint32_t		_pending_base;
+    std::deque<FinderRequest> _fq;	// front is outstanding when _f_waiting
+    bool		_f_waiting;
+    uint32_t		_f_seq;
+    uint32_t		_next_seq;	// of our finder requests, never reset
+    XorpTimer		_f_timer;
+
+    std::unique_ptr<StcpListener> _listener;
+    // Resolved method names ("iface/ver/method-cookie") to commands; the
+    // names of earlier registrations stay valid.
+    std::unordered_map<std::string, std::string> _methods;
+    std::set<std::string> _catch_all_cookies;
+
+    std::deque<Call>	_calls;		// by call number from _calls_base
+    uint64_t		_calls_base;
     size_t		_outstanding;
     XorpTimer		_timeout_timer;
+    std::vector<std::pair<uint64_t, XrlError> > _failed;
+    XorpTimer		_failed_timer;
 
-    std::string		_scratch;	// reused for incoming text
+    std::unordered_map<std::string, std::vector<std::string> > _cache;
+    std::set<std::string> _resolving;
+    std::deque<Waiting>	_waiting;	// sends kept in order behind resolves
+    std::map<std::string, StcpSender*> _senders;	// by "proto://addr"
+    std::vector<StcpSender*> _dead_senders;
+    XorpTimer		_reaper;
 };
 
 // Turns the loop until the router is ready; exits the process if it fails.

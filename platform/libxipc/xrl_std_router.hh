@@ -13,7 +13,8 @@
 class XrlStdRouter : public XrlRouter {
 public:
     // The bool is XORP's choice of a unix-socket transport between
-    // processes; every XRL goes through the finder here, so it is unused.
+    // processes; here the environment's XORP_PF decides (unix sockets
+    // unless it is "t"), so it is unused.
     XrlStdRouter(EventLoop& e, const char* class_name, bool unix_socket = true);
     XrlStdRouter(EventLoop& e, const char* class_name, const char* finder_addr,
 		 bool unix_socket = true);

@@ -7,18 +7,18 @@
 
 #include <cstring>
 
-#include "libxipc/xrl_wire.hh"
 
 std::vector<WireConn*> WireConn::_deferred_list;
 int WireConn::_input_depth = 0;
 
 namespace {
 // Room kept free in the input buffer before each read.
-const size_t kReadChunk = 256 * 1024;
+const size_t kReadChunk = 64 * 1024;
 }
 
-WireConn::WireConn(EventLoop& e, int fd, WireConnHandler& h)
-    : _eventloop(e), _fd(fd), _handler(h),
+WireConn::WireConn(EventLoop& e, int fd, FrameSplitter split,
+		   WireConnHandler& h)
+    : _eventloop(e), _fd(fd), _split(split), _handler(h),
       _read_cb(callback(this, &WireConn::read_ready)),
       _write_cb(callback(this, &WireConn::write_ready)),
       _reading(false), _writing(false), _close_when_flushed(false),
@@ -169,35 +169,29 @@ WireConn::read_ready(int, IoEventType)
 void
 WireConn::process_input()
 {
+    size_t len = 0;
     while (_reading && is_open()) {
-	uint32_t len = 0;
-	xrlwire::FrameStatus st = xrlwire::next_frame(&_in[_in_start],
-						      _in_end - _in_start, len);
-	if (st == xrlwire::FRAME_INCOMPLETE)
+	const char* why = "";
+	len = 0;
+	FrameStatus st = _split(&_in[_in_start], _in_end - _in_start, len, why);
+	if (st == FRAME_INCOMPLETE)
 	    break;
-	if (st == xrlwire::FRAME_TOO_LARGE || st == xrlwire::FRAME_EMPTY) {
+	if (st == FRAME_BAD) {
 	    stop_reading();
 	    _in_start = _in_end = 0;
-	    _handler.wire_bad_frame(this, st == xrlwire::FRAME_EMPTY
-				    ? "empty message"
-				    : "message longer than 1 MiB");
+	    _handler.wire_bad_frame(this, why);
 	    return;
 	}
-	const char* payload = &_in[_in_start + xrlwire::kHeaderSize];
-	_in_start += xrlwire::kHeaderSize + len;
-	_handler.wire_message(this, payload, len);
+	const char* frame = &_in[_in_start];
+	_in_start += len;
+	_handler.wire_message(this, frame, len);
+	len = 0;
     }
     if (_in_start == _in_end)
 	_in_start = _in_end = 0;
     // A partial frame larger than the buffer: make room for all of it.
-    uint32_t len = 0;
-    if (is_open()
-	&& xrlwire::next_frame(&_in[_in_start], _in_end - _in_start, len)
-	   == xrlwire::FRAME_INCOMPLETE
-	&& _in_end - _in_start >= xrlwire::kHeaderSize
-	&& _in.size() - _in_start < xrlwire::kHeaderSize + len) {
-	_in.resize(_in_start + xrlwire::kHeaderSize + len + kReadChunk);
-    }
+    if (is_open() && len > 0 && _in.size() - _in_start < len)
+	_in.resize(_in_start + len + kReadChunk);
 }
 
 void

@@ -1,7 +1,7 @@
 // -*- c-basic-offset: 4; tab-width: 8; indent-tabs-mode: t -*-
 //
-// One non-blocking stream socket carrying xrlwire frames, driven by the
-// EventLoop.  Frames queued during a loop turn leave in one write on the next
+// One non-blocking stream socket carrying frames (the finder link's or
+// STCP's, told apart by a FrameSplitter), driven by the EventLoop.  Frames queued during a loop turn leave in one write on the next
 // turn; input is read in large chunks into a buffer that is reused.
 
 #ifndef __LIBXIPC_XRL_WIRE_CONN_HH__
@@ -15,6 +15,13 @@
 
 class WireConn;
 
+enum FrameStatus { FRAME_INCOMPLETE, FRAME_READY, FRAME_BAD };
+
+// Looks at the start of the unread input.  Sets frame_len (header included)
+// as soon as the header is there; on FRAME_BAD sets why.
+typedef FrameStatus (*FrameSplitter)(const char* data, size_t avail,
+				     size_t& frame_len, const char*& why);
+
 // Keeps errno unchanged across the transport's own system calls.
 class ErrnoSaver {
 public:
@@ -27,10 +34,10 @@ private:
 class WireConnHandler {
 public:
     virtual ~WireConnHandler() {}
-    // One complete frame payload (at least the type byte).
-    virtual void wire_message(WireConn* conn, const char* payload,
+    // One complete frame, header included.
+    virtual void wire_message(WireConn* conn, const char* frame,
 			      size_t len) = 0;
-    // A frame that breaks the framing rules (empty or over the size limit).
+    // A frame that breaks the framing rules (bad header, over the limit).
     // Reading has stopped; the handler may answer and close_after_flush().
     virtual void wire_bad_frame(WireConn* conn, const char* why) = 0;
     // The connection is closed.  Called once; the WireConn must not be
@@ -41,10 +48,10 @@ public:
 class WireConn {
 public:
     // Takes ownership of the connected, non-blocking `fd`; starts reading.
-    WireConn(EventLoop& e, int fd, WireConnHandler& h);
+    WireConn(EventLoop& e, int fd, FrameSplitter split, WireConnHandler& h);
     ~WireConn();
 
-    // Frames are appended here (xrlwire::FrameWriter), then flush() asks
+    // Frames are appended here, then flush() asks
     // for a write: at the end of the input being processed when called
     // while a WireConn handles its input (a batch of answers leaves in one
     // write, without waiting for another turn), else on the next turn.
@@ -79,6 +86,7 @@ private:
 
     EventLoop&		_eventloop;
     int			_fd;
+    FrameSplitter	_split;
     WireConnHandler&	_handler;
     IoEventCb		_read_cb;
     IoEventCb		_write_cb;

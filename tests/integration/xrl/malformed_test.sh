@@ -1,21 +1,23 @@
 #!/bin/bash
-# Bytes that break the framing reach xorp_finder: the connection gets an
-# answer or is closed, and the finder keeps serving.
+# Bytes that break XORP's framing reach xorp_finder and a target's STCP
+# listener: the connection gets an answer or is closed, and both keep
+# serving.
 set -u
 . "$(dirname "$0")/lib.sh"
 cd /tmp
 start_finder
-start_peer peer --log /tmp/peer.log
+XORP_PF=t start_peer peer --log /tmp/peer.log	# a TCP listener
 
 out=$(python3 - <<'PY'
-import socket, struct
+import re, socket, struct
 
-def probe(data):
-    s = socket.create_connection(("127.0.0.1", 19999))
+def probe(addr, data):
+    s = socket.create_connection(addr)
     s.settimeout(10)
     s.sendall(data)
     got = b""
-    while True:
+    # Until the connection ends, or one whole STCP answer has come.
+    while len(got) < 24 or len(got) < 24 + sum(struct.unpack(">II", got[16:24])):
         b = s.recv(65536)
         if not b:
             break
@@ -23,36 +25,52 @@ def probe(data):
     s.close()
     return got
 
-def frame(payload):
-    return struct.pack(">I", len(payload)) + payload
+def frame(text):
+    return struct.pack(">I", len(text)) + text
 
+def request(seq, xrl):
+    return frame(b"Finder 0.2\nMsgType x\nSeqNo %d\nMsgData " % seq + xrl)
+
+finder = ("127.0.0.1", 19999)
 cases = [
     ("garbage", b"\x17\x03\x01 hello there\n"),
-    ("2 MiB length", struct.pack(">I", 2 * 1024 * 1024) + b"x" * 1000),
+    ("70000 bytes", struct.pack(">I", 70000) + b"x" * 1000),
     ("empty frame", struct.pack(">I", 0)),
-    ("request before introduction",
-     frame(b"\x04" + struct.pack(">I", 1) + struct.pack(">I", 4) + b"peer")),
-    ("unknown message type", frame(b"\x01" + struct.pack(">I", 0x58524c31)
-        + struct.pack(">I", 1) + b"c" + struct.pack(">I", 1) + b"i")
-        + frame(b"\x63")),
-    ("string longer than its frame", frame(b"\x01" + struct.pack(">I", 0x58524c31)
-        + struct.pack(">I", 500) + b"c")),
+    ("version 0.3", frame(b"Finder 0.3\nMsgType x\nSeqNo 1\nMsgData ")),
+    ("not an XRL", request(1, b"finder://finder/no-command")),
 ]
 for name, data in cases:
-    got = probe(data)
-    print("%s: closed%s" % (name, ", answered" if got[4:5] == b"\x06" else ""))
-print("oversize reason: %s" % (b"longer than 1 MiB" in probe(cases[1][1])))
+    print("finder, %s: %s" % (name, "closed" if probe(finder, data) == b"" else "answered"))
+
+s = socket.create_connection(finder)
+s.sendall(request(7, b"finder://finder/finder/0.2/resolve_xrl?xrl:txt=finder://peer/a/0.1/b"))
+reply = s.recv(65536)
+s.close()
+head = re.search(rb"stcp://[0-9.:]+/a/0\.1/b-[0-9a-f]+", reply).group(0)
+port = int(head.split(b"/")[2].split(b":")[1])
+
+def stcp(seq, args):
+    return b"STCP\x01\x01" + struct.pack(">IBBIII", seq, 0, 2, 100, 0, len(args)) + args
+
+good = b"\xcc\x00\x00\x01\x48" + struct.pack(">I", len(head)) + head
+for name, data in [("bad magic", b"XTCP" + stcp(0, good)[4:]),
+                   ("a response", stcp(0, good)[:11] + b"\x03" + stcp(0, good)[12:]),
+                   ("too many atoms", stcp(0, b"\xcc\x00\x00\x05" + good[4:]))]:
+    got = probe(("127.0.0.1", port), data)
+    print("listener, %s: %s" % (name, "closed" if got == b"" else
+          "answered %d %s" % (struct.unpack(">I", got[12:16])[0], got[24:35].decode())))
 PY
 )
-expect_eq "malformed input" "garbage: closed, answered
-2 MiB length: closed, answered
-empty frame: closed, answered
-request before introduction: closed, answered
-unknown message type: closed, answered
-string longer than its frame: closed, answered
-oversize reason: True" "$out"
+expect_eq "malformed input" "finder, garbage: closed
+finder, 70000 bytes: closed
+finder, empty frame: closed
+finder, version 0.3: closed
+finder, not an XRL: closed
+listener, bad magic: closed
+listener, a response: closed
+listener, too many atoms: answered 220 corrupt xrl" "$out"
 
 call_xrl 'finder://peer/iface/0.1/still_there?x:u32=1'
-expect_eq "finder serves after bad input" 0 $?
+expect_eq "both serve after bad input" 0 $?
 expect_eq "peer got it" "finder://peer/iface/0.1/still_there?x:u32=1" "$(cat /tmp/peer.log)"
 finish

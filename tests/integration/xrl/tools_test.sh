@@ -26,6 +26,13 @@ expect_eq "return values" "status:u32=3&reason:txt=Running+%26+well" \
     "$(call_xrl finder://xrltest/common/0.1/get_status)"
 expect_eq "two XRLs, two lines" $'name:txt=xrltest\nversion:txt=0.1' \
     "$(call_xrl finder://xrltest/common/0.1/get_target_name xrltest/common/0.1/get_version)"
+# -f: XRLs from files and standard input, in order, up to the first failure.
+printf '# comment\n\nfinder://xrltest/common/0.1/get_target_name\n' >/tmp/a.xrls
+printf 'finder://xrltest/common/0.1/reboot\nfinder://xrltest/common/0.1/get_version\n' >/tmp/b.xrls
+out=$(echo finder://xrltest/common/0.1/get_version | call_xrl -f /tmp/a.xrls - /tmp/b.xrls 2>/dev/null)
+expect_eq "-f stops at the first failure" $'255\nname:txt=xrltest\nversion:txt=0.1' "$?"$'\n'"$out"
+call_xrl 'stcp://127.0.0.1:1/common/0.1/get_status' 2>/dev/null
+expect_eq "only finder:// XRLs" 255 $?
 call_xrl finder://xrltest/common/0.1/reboot 2>/tmp/err
 expect_eq "unknown method" 255 $?
 expect_contains "unknown method message" "Failed.  Reason: 201 Resolve failed" "$(cat /tmp/err)"

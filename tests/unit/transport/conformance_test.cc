@@ -1,0 +1,356 @@
+// XORP's wire protocol against the traffic captured between real XORP
+// processes (captures/, described in captures/README.md).
+
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "libxorp/eventloop.hh"
+#include "libxipc/finder_server.hh"
+#include "libxipc/finder_wire.hh"
+#include "libxipc/stcp_wire.hh"
+#include "libxipc/xrl.hh"
+#include "libxipc/xrl_args_packing.hh"
+#include "libxipc/xrl_std_router.hh"
+
+namespace {
+
+// One dump of a capture file, or one "closes its side" event.
+struct Message {
+    std::string from, to;	// roles; `to` empty for an event
+    std::string bytes;
+    bool stcp() const { return from != "finder" && to != "finder"; }
+};
+
+std::vector<Message>
+read_capture(const std::string& name)
+{
+    std::ifstream in(std::string(CAPTURE_DIR) + "/" + name);
+    std::vector<Message> out;
+    std::string line;
+    const std::string dir = "# dir=", event = "# event: ";
+    while (std::getline(in, line)) {
+	if (line.compare(0, dir.size(), dir) == 0) {
+	    size_t arrow = line.find("->");
+	    Message m;
+	    m.from = line.substr(dir.size(), arrow - dir.size());
+	    m.to = line.substr(arrow + 2, line.find(' ', arrow) - arrow - 2);
+	    out.push_back(m);
+	} else if (line.compare(0, event.size(), event) == 0) {
+	    Message m;
+	    m.from = line.substr(event.size(), line.find(' ', event.size()) - event.size());
+	    out.push_back(m);
+	} else if (line.size() > 6 && isxdigit(line[0]) && line[4] == ' ') {
+	    std::istringstream hex(line.substr(6, line.find("  |") - 6));
+	    std::string b;
+	    while (hex >> b)
+		out.back().bytes += static_cast<char>(std::stoi(b, NULL, 16));
+	}
+    }
+    return out;
+}
+
+std::vector<std::string>
+capture_files()
+{
+    std::vector<std::string> names;
+    DIR* d = opendir(CAPTURE_DIR);
+    while (struct dirent* e = d ? readdir(d) : NULL) {
+	std::string n = e->d_name;
+	if (n.size() > 4 && n.compare(n.size() - 4, 4, ".hex") == 0)
+	    names.push_back(n);
+    }
+    if (d)
+	closedir(d);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Decodes one message and encodes what it says again; false (with the
+// reason) when it does not decode.
+bool
+reencode(const Message& m, std::string& out, std::string& why)
+{
+    const char* w = "";
+    size_t len = 0;
+    if (m.stcp()) {
+	if (stcp::split(m.bytes.data(), m.bytes.size(), len, w) != FRAME_READY
+	    || len != m.bytes.size())
+	    return (why = std::string("STCP framing: ") + w), false;
+	stcp::Header h;
+	stcp::read_header(m.bytes.data(), h);
+	std::string note = m.bytes.substr(stcp::kHeaderSize, h.note_len);
+	const uint8_t* data = reinterpret_cast<const uint8_t*>(m.bytes.data())
+	    + stcp::kHeaderSize + h.note_len;
+	XrlArgs args;
+	std::string head;
+	bool request = h.type == stcp::REQUEST;
+	if (h.data_len != 0
+	    && !xrl_args_unpack(data, h.data_len, args, request ? &head : NULL))
+	    return (why = "packed arguments"), false;
+	size_t at = out.size();
+	stcp::append_header(out, h.seq, stcp::Type(h.type), h.code, h.note_len, 0);
+	out += note;
+	if (h.data_len != 0)
+	    xrl_args_pack(out, args, request ? &head : NULL);
+	stcp::set_data_len(out, at, out.size() - at - stcp::kHeaderSize - h.note_len);
+	return true;
+    }
+    finderwire::Message f;
+    if (finderwire::split(m.bytes.data(), m.bytes.size(), len, w) != FRAME_READY
+	|| len != m.bytes.size() || !finderwire::parse(m.bytes.data(), len, f))
+	return (why = "finder framing"), false;
+    std::string body(f.body, f.body_len);
+    try {
+	if (f.request)
+	    return finderwire::append_request(out, f.seq, Xrl(body.c_str()).str());
+	uint32_t code;
+	std::string note, args;
+	if (!finderwire::parse_reply(f.body, f.body_len, code, note, args))
+	    return (why = "reply body"), false;
+	return finderwire::append_reply(out, f.seq, code, note,
+					XrlArgs(args.c_str()).str());
+    } catch (const XorpException& e) {
+	why = e.str();
+	return false;
+    }
+}
+
+// Every captured message decodes, and encoding it again gives the same
+// bytes; the two malformed frames the probe sent on purpose do not decode.
+TEST(Conformance, EveryCapturedMessageDecodesAndEncodesBackByteForByte)
+{
+    std::vector<std::string> files = capture_files();
+    ASSERT_EQ(17u, files.size());
+    size_t checked = 0, refused = 0;
+    for (const std::string& file : files) {
+	for (const Message& m : read_capture(file)) {
+	    if (m.to.empty())
+		continue;
+	    std::string out, why;
+	    bool broken = m.bytes.compare(0, 4, "XTCP") == 0
+		|| m.bytes.find("Finder 0.3") != std::string::npos;
+	    bool ok = reencode(m, out, why);
+	    if (broken) {
+		EXPECT_FALSE(ok) << file;
+		refused++;
+		continue;
+	    }
+	    ASSERT_TRUE(ok) << file << " " << m.from << "->" << m.to << ": " << why;
+	    EXPECT_EQ(m.bytes, out) << file << " " << m.from << "->" << m.to;
+	    checked++;
+	}
+    }
+    EXPECT_EQ(2u, refused);
+    EXPECT_LT(300u, checked);
+}
+
+// A blocking connection of one replayed client.
+class Client {
+public:
+    explicit Client(int fd, bool) : _fd(fd) {}
+    explicit Client(uint16_t port) : _fd(socket(AF_INET, SOCK_STREAM, 0)) {
+	sockaddr_in sin = {};
+	sin.sin_family = AF_INET;
+	sin.sin_port = htons(port);
+	sin.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+	EXPECT_EQ(0, connect(_fd, reinterpret_cast<sockaddr*>(&sin), sizeof(sin)));
+    }
+    ~Client() { close(_fd); }
+    int fd() const { return _fd; }
+    void write_all(const std::string& b) {
+	ASSERT_EQ(ssize_t(b.size()), write(_fd, b.data(), b.size()));
+    }
+    // One frame, or "" once the connection is closed.
+    std::string read_frame() {
+	std::string f(4, '\0');
+	if (!read_all(&f[0], 4))
+	    return "";
+	size_t n = (uint8_t(f[0]) << 24) | (uint8_t(f[1]) << 16)
+	    | (uint8_t(f[2]) << 8) | uint8_t(f[3]);
+	f.resize(4 + n);
+	return read_all(&f[4], n) ? f : "";
+    }
+    std::map<uint32_t, uint32_t> seqs;	// the captured finder's to ours
+
+private:
+    bool read_all(char* p, size_t n) {
+	while (n > 0) {
+	    ssize_t r = read(_fd, p, n);
+	    if (r <= 0)
+		return false;
+	    p += r;
+	    n -= r;
+	}
+	return true;
+    }
+    int _fd;
+};
+
+uint32_t
+seq_of(const std::string& frame)
+{
+    finderwire::Message m;
+    return finderwire::parse(frame.data(), frame.size(), m) ? m.seq : 0;
+}
+
+// A finder frame with what varies between runs masked: cookies, and the
+// finder's own sequence numbers.
+std::string
+masked(const std::string& frame)
+{
+    static const std::regex cookie("([-=])[0-9a-f]{16}(?![0-9a-f])");
+    static const std::regex seq("MsgType x\nSeqNo [0-9]+");
+    std::string s = std::regex_replace(frame.substr(4), cookie, "$1<cookie>");
+    return std::regex_replace(s, seq, "MsgType x\nSeqNo <seq>");
+}
+
+// The captured clients' side, replayed in order against our finder, gets
+// the replies and requests the real finder sent them.
+TEST(Conformance, ReplayedClientsGetTheRealFindersMessages)
+{
+    EventLoop e;
+    FinderServer finder(e, 0);
+    ASSERT_TRUE(finder.listening());
+    auto readable = [&](int fd) {
+	bool expired = false;
+	XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
+	for (;;) {
+	    pollfd p = { fd, POLLIN, 0 };
+	    if (poll(&p, 1, 0) == 1 || expired)
+		return !expired;
+	    e.run();
+	}
+    };
+    std::map<std::string, std::unique_ptr<Client> > clients;
+    const char* files[] = {
+	"01-target-registration.hex", "02-call-xrl-get-status.hex",
+	"03-call-xrl-echo-typed-args.hex", "04-call-xrl-all-types.hex",
+	"05-error-command-failed.hex", "06-error-bad-args.hex",
+	"07-argument-cache-quirks.hex", "08-resolve-failures.hex",
+	"09-finder-link-direct-xrls.hex", "10-independent-client-probe.hex",
+	"11-events-birth-death.hex", "12-events-existing-class.hex",
+	"15-departures.hex",
+    };
+    size_t compared = 0;
+    for (const char* file : files) {
+	for (const Message& m : read_capture(file)) {
+	    if (m.to.empty()) {
+		// The finder sees one close before the next, as it did.
+		if (clients.erase(m.from) != 0) {
+		    bool later = false;
+		    XorpTimer t = e.set_flag_after(TimeVal(0, 20000), &later);
+		    while (!later)
+			e.run();
+		}
+		continue;
+	    }
+	    if (m.stcp())
+		continue;
+	    if (m.to == "finder") {
+		std::unique_ptr<Client>& c = clients[m.from];
+		if (!c)
+		    c.reset(new Client(finder.port()));
+		std::string bytes = m.bytes;
+		finderwire::Message f;
+		if (finderwire::parse(bytes.data(), bytes.size(), f) && !f.request) {
+		    // An answer to the finder carries our finder's number.
+		    std::string our = std::to_string(c->seqs[f.seq]);
+		    size_t at = bytes.find("SeqNo ") + 6;
+		    bytes.replace(at, std::to_string(f.seq).size(), our);
+		    uint32_t n = bytes.size() - 4;
+		    bytes[0] = char(n >> 24); bytes[1] = char(n >> 16);
+		    bytes[2] = char(n >> 8); bytes[3] = char(n);
+		}
+		c->write_all(bytes);
+		if (bytes.find("Finder 0.3") != std::string::npos) {
+		    ASSERT_TRUE(readable(c->fd()));
+		    EXPECT_EQ("", c->read_frame()) << "not dropped";
+		    clients.erase(m.from);
+		}
+		continue;
+	    }
+	    std::unique_ptr<Client>& c = clients[m.to];
+	    ASSERT_TRUE(c) << file << ": no connection of " << m.to;
+	    ASSERT_TRUE(readable(c->fd())) << file << ": nothing for " << m.to
+					   << ", expected " << masked(m.bytes);
+	    std::string got = c->read_frame();
+	    EXPECT_EQ(masked(m.bytes), masked(got)) << file << " to " << m.to;
+	    c->seqs[seq_of(m.bytes)] = seq_of(got);
+	    compared++;
+	}
+    }
+    EXPECT_LT(100u, compared);
+}
+
+const XrlCmdError
+answer_ok(const XrlArgs&, XrlArgs*)
+{
+    return XrlCmdError::OKAY();
+}
+
+// Our router, given the captured target's class and handlers and the real
+// finder's replies, sends the finder what the real target sent.
+TEST(Conformance, RouterRegistersAsTheCapturedTarget)
+{
+    EventLoop e;
+    int lfd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in sin = {};
+    sin.sin_family = AF_INET;
+    sin.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof(sin);
+    ASSERT_EQ(0, bind(lfd, reinterpret_cast<sockaddr*>(&sin), sizeof(sin)));
+    listen(lfd, 1);
+    getsockname(lfd, reinterpret_cast<sockaddr*>(&sin), &len);
+    setenv("XORP_PF", "t", 1);
+    XrlStdRouter r(e, "wire_target", "127.0.0.1", ntohs(sin.sin_port));
+    for (const char* cmd : { "common/0.1/get_status", "common/0.1/get_target_name",
+	    "finder_event_observer/0.1/xrl_target_birth",
+	    "finder_event_observer/0.1/xrl_target_death", "wire/0.1/all_types",
+	    "wire/0.1/check_args", "wire/0.1/echo", "wire/0.1/fail" })
+	r.add_handler(cmd, callback(&answer_ok));
+    r.finalize();
+    unsetenv("XORP_PF");
+    auto readable = [&](int fd) {
+	bool expired = false;
+	XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
+	pollfd p = { fd, POLLIN, 0 };
+	while (poll(&p, 1, 0) != 1 && !expired)
+	    e.run();
+	return !expired;
+    };
+    ASSERT_TRUE(readable(lfd));
+    Client finder(accept(lfd, NULL, NULL), true);
+    static const std::regex names("wire_target-[0-9a-f]{32}@127\\.0\\.0\\.1|127\\.0\\.0\\.1:[0-9]+");
+    for (const Message& m : read_capture("01-target-registration.hex")) {
+	if (m.from == "finder") {
+	    finder.write_all(m.bytes);
+	    continue;
+	}
+	ASSERT_TRUE(readable(finder.fd()));
+	EXPECT_EQ(std::regex_replace(m.bytes.substr(4), names, "<name>"),
+		  std::regex_replace(finder.read_frame().substr(4), names, "<name>"));
+    }
+    bool expired = false;
+    XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
+    while (!r.ready() && !expired)
+	e.run();
+    EXPECT_TRUE(r.ready());
+    close(lfd);
+}
+
+}  // namespace
