@@ -128,16 +128,18 @@ expect_eq "unknown class left the account" \
 
 # --- The error-text check: without a shell the call fails and nothing is made
 # (which check stops which sequence is tested in the unit tests).
-mv /bin/sh /bin/sh.away
-err=$(call_xrl "$LOGIN_XRL/create_user?user:txt=late&user_class:txt=read-only" 2>&1 >/dev/null)
-status=$?
-mv /bin/sh.away /bin/sh
-expect_eq "create without a shell: exit status" 3 "$status"
-case "$err" in
-    *"102 Command failed Create user failed, "*) ;;
-    *) fail "create without a shell: $err" ;;
-esac
-expect_eq "create without a shell made nothing" none "$(account late)"
+if shell_failure_seen; then
+    mv /bin/sh /bin/sh.away
+    err=$(call_xrl "$LOGIN_XRL/create_user?user:txt=late&user_class:txt=read-only" 2>&1 >/dev/null)
+    status=$?
+    mv /bin/sh.away /bin/sh
+    expect_eq "create without a shell: exit status" 3 "$status"
+    case "$err" in
+        *"102 Command failed Create user failed, "*) ;;
+        *) fail "create without a shell: $err" ;;
+    esac
+    expect_eq "create without a shell made nothing" none "$(account late)"
+fi
 
 # --- Without the group xorp nobody counts as a super-user: nothing runs,
 # and the daemon logs why.
