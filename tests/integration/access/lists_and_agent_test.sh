@@ -25,8 +25,10 @@ expect_eq "service script lines" \
 /vela/bin/shell/ssh_disable.sh false
 /vela/bin/shell/ssh_root-login.sh 
 /vela/bin/shell/ssh_protocol-version.sh 2 1" "$(cat $JOURNAL)"
-mv /bin/sh /bin/sh.away; expect_failure "telnet disable without a shell" \
-    "System set telnet disable failed." "$LOGIN_XRL/set_telnet_disable?disable:bool=false"; mv /bin/sh.away /bin/sh
+if shell_failure_seen; then
+    mv /bin/sh /bin/sh.away; expect_failure "telnet disable without a shell" \
+        "System set telnet disable failed." "$LOGIN_XRL/set_telnet_disable?disable:bool=false"; mv /bin/sh.away /bin/sh
+fi
 # --- The whole chain: limits at the head, each list in force at the tail.
 : > $JOURNAL
 ok "add_remote_access_entry_ipv4?prefix:ipv4net=10.0.0.0/8"

@@ -31,6 +31,13 @@ expect_failure() {
     esac
 }
 
+# shell_failure_seen: true when the daemon can see that /bin/sh is missing. Under
+# qemu-user (LOGIN_EMULATOR, a cross build's daemon) posix_spawn's vfork runs
+# as a fork, so system() never learns that the shell did not start.
+shell_failure_seen() {
+    [ -z "${LOGIN_EMULATOR:-}" ]
+}
+
 # refusals: each line of stdin "OPERATION USER CLASS NOTE" must fail with NOTE.
 refusals() {
     while read -r op user class note; do

@@ -87,7 +87,8 @@ umount /etc/issue
 
 # --- Hostile text for every text operation: the answer ("-": success,
 # the two without a failure answer log a warning instead), and nothing
-# changed anywhere, the journal included.
+# changed anywhere, the journal included. (The host names the handler
+# refuses are unit tested; two rows show the answers end to end.)
 call_xrl "$LOGIN_XRL/set_login_announcement?announcement:txt=kept" >/dev/null
 call_xrl "$LOGIN_XRL/set_login_message?message:txt=kept" >/dev/null
 printf 'server 10.0.0.9\n' > /etc/ntp-server
@@ -107,16 +108,7 @@ while read -r note call; do
     expect_eq "$call: nothing changed" "$before" "$(state)"
 done <<TABLE
 ${max// /_} set_hostname?hostname:txt=$long64
-${max// /_} set_hostname?hostname:txt=a+${long64:2}
-${bad// /_} set_hostname?hostname:txt=sw+1
-${bad// /_} set_hostname?hostname:txt=sw/1
-${bad// /_} set_hostname?hostname:txt=sw:1
-${bad// /_} set_hostname?hostname:txt=sw%801
-${bad// /_} set_hostname?hostname:txt=caf%C3%A9
-${bad// /_} set_hostname?hostname:txt=
-${bad// /_} set_hostname?hostname:txt=-a
 ${bad// /_} set_hostname?hostname:txt=sw%00x
-${bad// /_} set_hostname?hostname:txt=sw%0Ax
 System_login_set_announcement_failed. set_login_announcement?announcement:txt=ab%00cd
 System_login_set_message_failed. set_login_message?message:txt=ab%0A%00
 System_login_delete_announcement_failed. delete_login_announcement?announcement:txt=x

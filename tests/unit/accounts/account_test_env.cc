@@ -12,21 +12,12 @@
 #include <sstream>
 
 #include "libxorp/xorp.h"
-#include "libxorp/xlog.h"
 #include "libxorp/eventloop.hh"
 #include "libxipc/xrl_std_router.hh"
 
 namespace account_test {
 
 namespace {
-
-std::vector<std::string> logged_errors;
-
-int capture_log(void*, xlog_level_t level, const char* message) {
-    if (level == XLOG_LEVEL_ERROR)
-        logged_errors.push_back(message);
-    return 0;
-}
 
 const char* const kAccountFiles[] = {
     "/etc/shadow", "/etc/passwd", "/etc/group", "/etc/gshadow",
@@ -66,12 +57,6 @@ bool shell(const std::string& command) {
     return status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-std::vector<std::string> take_logged_errors() {
-    std::vector<std::string> lines;
-    lines.swap(logged_errors);
-    return lines;
-}
-
 std::string shadow_field(const std::string& user) {
     std::istringstream lines(read_file("/etc/shadow"));
     std::string line;
@@ -95,7 +80,6 @@ void AccountFilesTest::SetUp() {
         _saved.push_back({path, read_file(path), st.st_mode & 07777,
                           st.st_uid, st.st_gid});
     }
-    take_logged_errors();
 }
 
 void AccountFilesTest::TearDown() {
@@ -116,11 +100,5 @@ int main(int argc, char** argv) {
         fprintf(stderr, "%s: run me inside scripts/sandbox\n", argv[0]);
         return 1;
     }
-    xlog_init(argv[0], nullptr);
-    xlog_add_output_func(account_test::capture_log, nullptr);
-    xlog_start();
-    int result = RUN_ALL_TESTS();
-    xlog_stop();
-    xlog_exit();
-    return result;
+    return RUN_ALL_TESTS();
 }

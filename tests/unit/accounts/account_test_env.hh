@@ -1,5 +1,5 @@
-// What the account tests share: one LoginMain for the whole binary, the
-// system's account files as strings, and the lines the daemon logged.
+// What the account tests share: one LoginMain for the whole binary and the
+// system's account files as strings.
 // The binary runs only inside the sandbox: it rewrites /etc/shadow and adds
 // users and groups.
 
@@ -38,9 +38,6 @@ std::string failure_of(F call) {
     }
     return "no exception";
 }
-
-// Error-level lines logged since the last call, message text only.
-std::vector<std::string> take_logged_errors();
 
 // The password field of `user` in /etc/shadow, or "<no line>".
 std::string shadow_field(const std::string& user);

@@ -3,7 +3,6 @@
 
 #include "core/login_module.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <shadow.h>
@@ -13,6 +12,8 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <string>
 
 #include "tests/unit/accounts/account_test_env.hh"
@@ -95,53 +96,39 @@ TEST_F(ShadowRewriteTest, StructureBreakingFieldIsRefusedBeforeAnyChange) {
     EXPECT_FALSE(file_exists(kWork));
 }
 
-// A child process that holds a lock until it is told to end.
+// A child process that holds a lock until it is killed.
 class LockHolder {
 public:
     // kind "record": fcntl write lock on /etc/shadow; "pwdf": lckpwdf().
     explicit LockHolder(const std::string& kind) {
         int ready[2];
-        if (pipe(ready) != 0 || pipe(_release) != 0)
+        if (pipe(ready) != 0)
             return;
         _pid = fork();
         if (_pid == 0) {
-            close(ready[0]);
-            close(_release[1]);
-            bool held;
-            if (kind == "record") {
-                int fd = open(kShadow, O_RDWR);
-                struct flock lock;
-                memset(&lock, 0, sizeof(lock));
-                lock.l_type = F_WRLCK;
-                lock.l_whence = SEEK_SET;
-                held = fd >= 0 && fcntl(fd, F_SETLK, &lock) == 0;
-            } else {
-                held = lckpwdf() == 0;
-            }
-            char answer = held ? 'y' : 'n';
-            if (write(ready[1], &answer, 1) != 1)
+            struct flock lock = {};
+            lock.l_type = F_WRLCK;
+            int fd = kind == "record" ? open(kShadow, O_RDWR) : -1;
+            bool held = kind == "record" ? fd >= 0 && fcntl(fd, F_SETLK, &lock) == 0
+                                         : lckpwdf() == 0;
+            if (write(ready[1], held ? "y" : "n", 1) != 1)
                 _exit(1);
-            char end;
-            if (read(_release[0], &end, 1) < 0)
-                _exit(1);
-            _exit(0);
+            for (;;)
+                pause();
         }
         close(ready[1]);
-        close(_release[0]);
         char answer = 'n';
         _held = read(ready[0], &answer, 1) == 1 && answer == 'y';
         close(ready[0]);
     }
     ~LockHolder() {
-        close(_release[1]);
-        int status;
-        waitpid(_pid, &status, 0);
+        if (_pid > 0 && kill(_pid, SIGKILL) == 0)
+            waitpid(_pid, nullptr, 0);
     }
     bool held() const { return _held; }
 
 private:
     pid_t _pid = -1;
-    int   _release[2] = {-1, -1};
     bool  _held = false;
 };
 
@@ -178,19 +165,14 @@ TEST_F(ShadowRewriteTest, PasswordFilesLockedByAnotherProgramStopTheReadBack) {
     EXPECT_EQ("untouched", field);
 }
 
-int open_descriptors() {
-    int count = 0;
-    DIR* dir = opendir("/proc/self/fd");
-    while (dir != nullptr && readdir(dir) != nullptr)
-        ++count;
-    if (dir != nullptr)
-        closedir(dir);
-    return count;
+long open_descriptors() {
+    std::filesystem::directory_iterator fds("/proc/self/fd");
+    return std::distance(begin(fds), end(fds));
 }
 
 TEST_F(ShadowRewriteTest, NoDescriptorOrLockOutlivesACall) {
     write_file(kShadow, "bob:old:1:\n");
-    const int before = open_descriptors();
+    const long before = open_descriptors();
     std::string field;
 
     login().rewrite_shadow_password("bob", "new");

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,53 +30,29 @@ inline std::vector<std::string> lines_of(FILE* f)
 {
     std::vector<std::string> lines;
     char buf[4096];
-    while (f != nullptr && fgets(buf, sizeof(buf), f) != nullptr) {
-        std::string line(buf);
-        if (!line.empty() && line.back() == '\n')
-            line.pop_back();
-        lines.push_back(line);
-    }
+    while (f != nullptr && fgets(buf, sizeof(buf), f) != nullptr)
+        lines.push_back(std::string(buf, strcspn(buf, "\n")));
     return lines;
 }
 
 // Lines of the journal (or another record) since it was last cleared.
 inline std::vector<std::string> journal(const char* path = JOURNAL)
 {
-    FILE* f = fopen(path, "r");
-    std::vector<std::string> lines = lines_of(f);
-    if (f != nullptr)
-        fclose(f);
-    return lines;
+    std::unique_ptr<FILE, int (*)(FILE*)> f(fopen(path, "r"), fclose);
+    return f ? lines_of(f.get()) : std::vector<std::string>();
 }
 
-inline void clear_journal()
-{
-    FILE* f = fopen(JOURNAL, "w");
-    if (f != nullptr)
-        fclose(f);
-}
+inline void clear_journal() { fclose(fopen(JOURNAL, "w")); }
 
 // The rules of INPUT as iptables prints them, policy line left out.
 inline std::vector<std::string> input_chain()
 {
-    FILE* p = popen("/sbin/iptables -S INPUT | grep -v '^-P '", "r");
-    std::vector<std::string> rules = lines_of(p);
-    if (p != nullptr)
-        pclose(p);
-    return rules;
+    std::unique_ptr<FILE, int (*)(FILE*)> p(
+        popen("/sbin/iptables -S INPUT | grep -v '^-P '", "r"), pclose);
+    return lines_of(p.get());
 }
 
-// Rule texts as iptables -S prints them back.
-inline std::string telnet_update(int n)
-{
-    return "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount "
-        + std::to_string(n)
-        + " --rttl --name TELNET --mask 255.255.255.255 --rsource -j DROP";
-}
-inline std::string telnet_set()
-{
-    return "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --set --name TELNET --mask 255.255.255.255 --rsource";
-}
+// The SSH rate rules as iptables -S prints them back.
 inline std::string ssh_update(int n)
 {
     return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount "
@@ -85,12 +62,6 @@ inline std::string ssh_update(int n)
 inline std::string ssh_set()
 {
     return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --set --name SSH --mask 255.255.255.255 --rsource";
-}
-inline std::string ssh_connection(int n)
-{
-    return "-A INPUT -p tcp -m tcp --dport 22 --tcp-flags FIN,SYN,RST,ACK SYN -m connlimit --connlimit-above "
-        + std::to_string(n)
-        + " --connlimit-mask 32 --connlimit-saddr -j REJECT --reject-with icmp-port-unreachable";
 }
 
 // Starts each test from an empty INPUT chain and journal, then builds the

@@ -41,32 +41,6 @@ TEST_F(FailureModelTest, FailingCommandsWithCleanErrnoPass)
     EXPECT_TRUE(input_chain().empty());
 }
 
-TEST_F(FailureModelTest, WorkingCommandsAfterErrnoLeftSetFail)
-{
-    build();
-    clear_journal();
-
-    errno = EACCES;     // as a library call before this one could leave it
-    try {
-        _login->set_ssh_rate_limit(10);
-        FAIL() << "no LoginException";
-    } catch (const LoginException& e) {
-        EXPECT_EQ("Permission denied", e.why());
-        EXPECT_EQ(0u, e.str().find("LoginException from line "));
-        EXPECT_NE(string::npos, e.str().find(" of login_main.cc: Permission denied"));
-    }
-    // The rules changed all the same, and the new limit is remembered.
-    EXPECT_EQ(4u, journal().size());
-    EXPECT_EQ(ssh_update(10), input_chain().at(0));
-
-    clear_journal();
-    errno = 0;
-    EXPECT_NO_THROW(_login->set_ssh_rate_limit(11));
-    ASSERT_FALSE(journal().empty());
-    EXPECT_EQ("iptables -D INPUT -p tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount 10 --rttl --name SSH -j DROP",
-              journal()[0]);
-}
-
 TEST_F(FailureModelTest, ConstructorChecksEachLimit)
 {
     errno = ENOENT;

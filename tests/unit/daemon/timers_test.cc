@@ -39,7 +39,8 @@ protected:
                 return l.compare(0, head.size(), head) == 0; }));
         };
         std::string runs = count(journal(), "ping ");
-        for (const char* job : {"fan_", "rpsu_", "syslog_rpsu", "syslog_sfp", "execute_command /vela"})
+        for (const char* job : {"fan_controller", "rpsu_controller", "syslog_rpsu_info", "syslog_sfp_info",
+                                "execute_command /vela"})
             runs += " " + count(journal(VELA_LOG), job);
         return runs;
     }

@@ -125,17 +125,12 @@ TEST_F(GeneratedClientTest, ErrorsReachTheCallbackWithoutValues)
 
 TEST_F(GeneratedClientTest, RepliesWithWrongValuesGiveBadArgs)
 {
+    // The checks are the target's (generated_target_test); a reply adds "bad reply".
     sender.scripted = true;
     struct { const char* reply; const char* got; } cases[] = {
         { "total:u32=1",
           "101 Bad argument(s) bad reply: expected total:u32 & count:u32; "
           "missing count null null" },
-        { "total:u32=1&count:u32=2&more:u32=3",
-          "101 Bad argument(s) bad reply: expected total:u32 & count:u32; "
-          "unexpected more:u32 null null" },
-        { "total:u32=1&count:i32=2",
-          "101 Bad argument(s) bad reply: expected total:u32 & count:u32; "
-          "count is i32 null null" },
         { "total:u32=5&count:u32=1", "100 Okay 5 1" },
     };
     XrlAtomList none;

@@ -14,11 +14,7 @@ GEN = None
 
 class XifGenErrors(unittest.TestCase):
     def setUp(self):
-        self.tmp = tempfile.TemporaryDirectory()
-        self.dir = self.tmp.name
-
-    def tearDown(self):
-        self.tmp.cleanup()
+        self.dir = self.enterContext(tempfile.TemporaryDirectory())
 
     def write(self, name, text):
         path = os.path.join(self.dir, name)

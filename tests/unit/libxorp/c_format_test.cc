@@ -13,9 +13,6 @@ TEST(CFormat, FormatsLikePrintf)
     EXPECT_EQ("[   ab]", c_format("[%*s]", 5, "ab"));
     EXPECT_EQ("3.14", c_format("%.*f", 2, 3.14159));
     EXPECT_EQ("no conversions", c_format("no conversions"));
-    EXPECT_EQ("iptables -I INPUT -p tcp --dport 22 -m connlimit --connlimit-above 15 -j REJECT",
-              c_format("iptables -I INPUT -p tcp --dport 22 -m connlimit --connlimit-above %d "
-                       "-j REJECT", 15));
 }
 
 TEST(CFormat, LongResultsGrowTheBuffer)

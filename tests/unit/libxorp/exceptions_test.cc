@@ -44,15 +44,6 @@ TEST(Exceptions, ThrowMacroRecordsFileAndLine)
         EXPECT_EQ(std::string("line ") + std::to_string(line) + " of " + __FILE__, e.where());
         EXPECT_EQ("bad thing", e.why());
     }
-    try {
-        xorp_throw(InvalidNetmaskLength, 33);
-    } catch (const InvalidNetmaskLength& e) {
-        EXPECT_EQ("Invalid netmask length - 33", e.why());
-        EXPECT_EQ(33, e.netmask_length());
-    }
-    LoginException copy = LoginException("h.cc", 3, "kept");
-    LoginException second = copy;
-    EXPECT_EQ(copy.str(), second.str());
 }
 
 }  // namespace

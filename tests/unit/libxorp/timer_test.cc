@@ -41,6 +41,16 @@ protected:
         }
     }
 
+    // A one-off or periodic timer that records `name` in `rec`.
+    XorpTimer once(const char* name, int secs, int prio = XorpTask::PRIORITY_DEFAULT) {
+        return list.new_oneoff_after(TimeVal(secs, 0),
+                                     callback(&rec, &Recorder::oneoff, std::string(name)), prio);
+    }
+    XorpTimer every(const char* name, int secs) {
+        return list.new_periodic(TimeVal(secs, 0),
+                                 callback(&rec, &Recorder::periodic, std::string(name)));
+    }
+
     VirtualClock clock;
     TimerList list;
     Recorder rec;
@@ -48,12 +58,9 @@ protected:
 
 TEST_F(TimerTest, TenVirtualMinutesOfPeriodicAndOneoffTimers)
 {
-    XorpTimer slow = list.new_periodic(TimeVal(240, 0),
-                                       callback(&rec, &Recorder::periodic, std::string("240")));
-    XorpTimer fast = list.new_periodic(TimeVal(60, 0),
-                                       callback(&rec, &Recorder::periodic, std::string("60")));
-    XorpTimer once = list.new_oneoff_after(TimeVal(30, 0),
-                                           callback(&rec, &Recorder::oneoff, std::string("once")));
+    XorpTimer slow = every("240", 240);
+    XorpTimer fast = every("60", 60);
+    XorpTimer single = once("once", 30);
     EXPECT_EQ(3u, list.size());
 
     run_for(TimeVal(600, 0));
@@ -61,7 +68,7 @@ TEST_F(TimerTest, TenVirtualMinutesOfPeriodicAndOneoffTimers)
     EXPECT_EQ(2, rec.count("240"));
     EXPECT_EQ(10, rec.count("60"));
     EXPECT_EQ(1, rec.count("once"));
-    EXPECT_FALSE(once.scheduled());
+    EXPECT_FALSE(single.scheduled());
     EXPECT_TRUE(slow.scheduled());
     EXPECT_TRUE(fast.scheduled());
 
@@ -75,8 +82,7 @@ TEST_F(TimerTest, TenVirtualMinutesOfPeriodicAndOneoffTimers)
 TEST_F(TimerTest, PeriodicFirstFiresOnePeriodAfterCreationAndDoesNotDrift)
 {
     TimeVal start = clock.now();
-    XorpTimer t = list.new_periodic(TimeVal(10, 0),
-                                    callback(&rec, &Recorder::periodic, std::string("p")));
+    XorpTimer t = every("p", 10);
     EXPECT_EQ(start + TimeVal(10, 0), t.expiry());
     EXPECT_FALSE(list.run());
 
@@ -90,25 +96,21 @@ TEST_F(TimerTest, PeriodicFirstFiresOnePeriodAfterCreationAndDoesNotDrift)
 TEST_F(TimerTest, DroppedAndReplacedHandlesCancelTheirTimers)
 {
     // A discarded return value never fires.
-    list.new_oneoff_after(TimeVal(1, 0), callback(&rec, &Recorder::oneoff, std::string("lost")));
+    once("lost", 1);
     EXPECT_TRUE(list.empty());
 
-    XorpTimer t = list.new_oneoff_after(TimeVal(1, 0),
-                                        callback(&rec, &Recorder::oneoff, std::string("old")));
+    XorpTimer t = once("old", 1);
     XorpTimer copy = t;  // a second handle keeps the same timer
-    t = list.new_oneoff_after(TimeVal(2, 0),
-                              callback(&rec, &Recorder::oneoff, std::string("new")));
+    t = once("new", 2);
     EXPECT_EQ(2u, list.size());
     copy.clear();  // last handle of "old" gone
     EXPECT_EQ(1u, list.size());
 
     {
-        XorpTimer scoped = list.new_periodic(
-            TimeVal(1, 0), callback(&rec, &Recorder::periodic, std::string("scoped")));
+        XorpTimer scoped = every("scoped", 1);
     }
     // Assigning a handle to itself keeps it; dropping it later still cancels.
-    XorpTimer self = list.new_oneoff_after(
-        TimeVal(3, 0), callback(&rec, &Recorder::oneoff, std::string("self")));
+    XorpTimer self = once("self", 3);
     XorpTimer& alias = self;
     self = alias;
     EXPECT_TRUE(self.scheduled());
@@ -120,8 +122,7 @@ TEST_F(TimerTest, DroppedAndReplacedHandlesCancelTheirTimers)
 TEST_F(TimerTest, RescheduleAndUnscheduleKeepTheHandleUsable)
 {
     // A pending one-off moved from +5 s to +10 s fires once, at +10 s.
-    XorpTimer t = list.new_oneoff_after(TimeVal(5, 0),
-                                        callback(&rec, &Recorder::oneoff, std::string("o")));
+    XorpTimer t = once("o", 5);
     t.schedule_after(TimeVal(10, 0));
     EXPECT_EQ(1u, list.size());
     run_for(TimeVal(9, 0));
@@ -130,7 +131,7 @@ TEST_F(TimerTest, RescheduleAndUnscheduleKeepTheHandleUsable)
     EXPECT_EQ((std::vector<std::string>{"o"}), rec.calls);
 
     // A periodic one stopped by hand waits until it is scheduled again.
-    t = list.new_periodic(TimeVal(10, 0), callback(&rec, &Recorder::periodic, std::string("p")));
+    t = every("p", 10);
     t.unschedule();
     EXPECT_FALSE(t.scheduled());
     run_for(TimeVal(60, 0));
@@ -145,14 +146,8 @@ TEST_F(TimerTest, RescheduleAndUnscheduleKeepTheHandleUsable)
 
 TEST_F(TimerTest, LowerPriorityNumberFirstThenExpiryOrderOnePerRun)
 {
-    const char* names[] = {"prio7", "b", "a", "c", "prio2"};
-    int prios[] = {XorpTask::PRIORITY_BACKGROUND, XorpTask::PRIORITY_DEFAULT,
-                   XorpTask::PRIORITY_DEFAULT, XorpTask::PRIORITY_DEFAULT, XorpTask::PRIORITY_HIGH};
-    int secs[] = {1, 2, 1, 2, 2};
-    std::vector<XorpTimer> timers;
-    for (int i = 0; i < 5; i++)
-        timers.push_back(list.new_oneoff_after(
-            TimeVal(secs[i], 0), callback(&rec, &Recorder::oneoff, std::string(names[i])), prios[i]));
+    XorpTimer timers[] = {once("prio7", 1, XorpTask::PRIORITY_BACKGROUND), once("b", 2),
+                          once("a", 1), once("c", 2), once("prio2", 2, XorpTask::PRIORITY_HIGH)};
     clock.advance(TimeVal(5, 0));
     EXPECT_TRUE(list.run());
     EXPECT_EQ((std::vector<std::string>{"prio2"}), rec.calls);

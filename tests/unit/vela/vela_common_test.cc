@@ -38,18 +38,6 @@ protected:
     std::string _log;
 };
 
-TEST_F(VelaTest, HardwareJobsRecordOneLineEach)
-{
-    fan_controller();
-    rpsu_controller();
-    syslog_rpsu_info();
-    syslog_sfp_info();
-    fan_controller();
-    EXPECT_EQ("fan_controller\nrpsu_controller\nsyslog_rpsu_info\nsyslog_sfp_info\n"
-              "fan_controller\n",
-              log());
-}
-
 TEST_F(VelaTest, ExecuteCommandRunsProgramAndReturnsItsStatus)
 {
     std::string marker = _dir + "/ran";
@@ -68,12 +56,6 @@ TEST_F(VelaTest, ExecuteCommandRunsProgramAndReturnsItsStatus)
                   "\nexecute_command /bin/sh -c exit 3\n"
                   "execute_command /nonexistent/ntp start\n",
               log());
-}
-
-TEST_F(VelaTest, ProgramWithoutArgumentsIsRecordedBare)
-{
-    EXPECT_EQ(0, execute_command("/bin/true", {}, false, false));
-    EXPECT_EQ("execute_command /bin/true\n", log());
 }
 
 }  // namespace
