@@ -215,28 +215,18 @@ void LoginMain::rewrite_shadow_password(const std::string& user,
     }
     if (work_fd < 0) {
         // We hold the password files' lock, so no editor that honours it is
-        // at work: the file was left by a process that died. Clear it and go
-        // on, so that it does not wedge this call or any later one.
+        // at work: the file was left by a process that died. Clear it so that
+        // it does not wedge every later call; this call still fails.
+        fclose(shadow);
         if (unlink(kWorkFile) != 0 && errno != ENOENT) {
-            std::string why = strerror(errno);
-            fclose(shadow);
             throw LoginException("login_main.cc", __LINE__,
                 c_format("Work file %s was in the way for %d tries and "
                          "can't be removed, %s",
-                         kWorkFile, kWorkFileTries, why.c_str()));
+                         kWorkFile, kWorkFileTries, strerror(errno)));
         }
-        work_fd = open(kWorkFile, O_WRONLY | O_CREAT | O_EXCL, 0600);
-        if (work_fd < 0) {
-            std::string why = strerror(errno);
-            fclose(shadow);
-            throw LoginException("login_main.cc", __LINE__, why);
-        }
-        char prefix[64];
-        snprintf(prefix, sizeof(prefix), "+%d %s %s", __LINE__,
-                 "login_main.cc", "rewrite_shadow_password");
-        xlog_warning("LOGIN", prefix,
-                     "Work file %s was in the way for %d tries and has been "
-                     "removed", kWorkFile, kWorkFileTries);
+        throw LoginException("login_main.cc", __LINE__,
+            c_format("Work file %s was in the way for %d tries and has been "
+                     "removed", kWorkFile, kWorkFileTries));
     }
 
     // The new file must never stand under the old name with other rights.
@@ -384,4 +374,18 @@ void LoginMain::set_password_locked(const std::string& user,
                              c_format("User %s not exist", user.c_str()));
     }
     rewrite_shadow_password(user, kLockedField);
+}
+
+void LoginMain::clear_stale_shadow_work_file() {
+    // At start no rewrite of ours is under way; with the password-files lock
+    // held no other editor that honours it is either, so a work file found
+    // now was left by a process that died in the middle of a rewrite.
+    PasswordFilesLock password_files;
+    if (!password_files.held() || unlink(kWorkFile) != 0)
+        return;
+    char prefix[64];
+    snprintf(prefix, sizeof(prefix), "+%d %s %s", __LINE__, "login_main.cc",
+             __func__);
+    xlog_warning("LOGIN", prefix, "Removed %s, left by an editor that died",
+                 kWorkFile);
 }

@@ -53,6 +53,8 @@ public:
     void rewrite_shadow_password(const std::string& user,
                                  const std::string& field);
     void read_shadow_password(const std::string& user, std::string& field);
+    // At start: removes /etc/shadow+ left by an editor that died.
+    void clear_stale_shadow_work_file();
     // The copy step of the rewrite, on any two streams: 0, or the errno of
     // the first read or write failure.
     static int copy_shadow_lines(FILE* from, FILE* to,

@@ -189,7 +189,7 @@ TEST_F(ShadowRewriteTest, NoDescriptorOrLockOutlivesACall) {
     EXPECT_EQ(before, open_descriptors()) << "after a refused record lock";
 
     write_file(kWork, "left behind\n");
-    login().rewrite_shadow_password("bob", "x");
+    failure_of([] { login().rewrite_shadow_password("bob", "x"); });
     EXPECT_EQ(before, open_descriptors()) << "after the work file was in the way";
 
     // Our own locks are gone: another process gets both at once.
@@ -199,12 +199,19 @@ TEST_F(ShadowRewriteTest, NoDescriptorOrLockOutlivesACall) {
     EXPECT_TRUE(password_files.held());
 }
 
-TEST_F(ShadowRewriteTest, LeftOverWorkFileIsReplacedAfterThirtyTries) {
-    write_file(kShadow, "bob:old:1:\n");
+TEST_F(ShadowRewriteTest, LeftOverWorkFileIsRemovedAfterThirtyTries) {
+    const std::string before = "bob:old:1:\n";
+    write_file(kShadow, before);
     write_file(kWork, "left by a process that died\n");
 
-    login().rewrite_shadow_password("bob", "new");
+    EXPECT_EQ("Work file /etc/shadow+ was in the way for 30 tries and has "
+              "been removed",
+              failure_of([] { login().rewrite_shadow_password("bob", "new"); }));
     EXPECT_FALSE(file_exists(kWork));
+    EXPECT_EQ(before, read_file(kShadow));
+
+    // The next call finds the way clear.
+    login().rewrite_shadow_password("bob", "new");
     EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
 }
 
