@@ -62,6 +62,10 @@ void LoginMain::end_class_move() {
 }
 
 void LoginMain::finish_class_move() {
+    // Looked for first: a stream would set up the locale, and with it pages
+    // of memory the daemon never needs, at every start.
+    if (access(kRecord, F_OK) != 0)
+        return;
     std::ifstream in(kRecord);
     if (!in)
         return;
