@@ -380,8 +380,13 @@ void LoginMain::clear_stale_shadow_work_file() {
     // At start no rewrite of ours is under way; with the password-files lock
     // held no other editor that honours it is either, so a work file found
     // now was left by a process that died in the middle of a rewrite.
+    // errno is left as it was: the error-text checks of the next steps of
+    // the start read it.
+    const int saved_errno = errno;
     PasswordFilesLock password_files;
-    if (!password_files.held() || unlink(kWorkFile) != 0)
+    const bool removed = password_files.held() && unlink(kWorkFile) == 0;
+    errno = saved_errno;
+    if (!removed)
         return;
     char prefix[64];
     snprintf(prefix, sizeof(prefix), "+%d %s %s", __LINE__, "login_main.cc",
