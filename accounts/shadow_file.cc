@@ -139,11 +139,45 @@ void sync_shadow_directory() {
 
 }  // namespace
 
-void LoginMain::rewrite_shadow_password(const std::string& user,
-                                        const std::string& field) {
+// Every line of `from` to `to`, the password field of the user's lines
+// replaced; each line written ends in a newline.
+int LoginMain::copy_shadow_lines(FILE* from, FILE* to, const std::string& user,
+                                 const std::string& field) {
     const std::string key = user + ":";
     const size_t key_length = key.size();
+    // The first failure of the copy: a read error, a write error, or memory.
+    int copy_error = 0;
+    for (;;) {
+        unsigned length = 0;
+        char* line = read_line(from, length);
+        if (line == nullptr) {
+            if (ferror(from))
+                copy_error = errno != 0 ? errno : EIO;
+            else if (!feof(from))
+                copy_error = ENOMEM;  // read_line ran out of memory
+            break;
+        }
+        if (length != 0 && line[length - 1] == '\n')
+            line[length - 1] = '\0';
+        int written;
+        if (strncmp(line, key.c_str(), key_length) == 0) {
+            const char* rest = strchrnul(line + key_length, ':');
+            written = fprintf(to, "%s%s%s\n", key.c_str(), field.c_str(),
+                              rest);
+        } else {
+            written = fprintf(to, "%s\n", line);
+        }
+        free(line);
+        if (written < 0) {
+            copy_error = errno != 0 ? errno : EIO;
+            break;
+        }
+    }
+    return copy_error;
+}
 
+void LoginMain::rewrite_shadow_password(const std::string& user,
+                                        const std::string& field) {
     if (getuid() != 0) {
         throw LoginException("login_main.cc", __LINE__,
                              "Only root can use this function");
@@ -182,7 +216,7 @@ void LoginMain::rewrite_shadow_password(const std::string& user,
     if (work_fd < 0) {
         // We hold the password files' lock, so no editor that honours it is
         // at work: the file was left by a process that died. Clear it so that
-        // it does not wedge every later call.
+        // it does not wedge every later call; this call still fails.
         fclose(shadow);
         if (unlink(kWorkFile) != 0 && errno != ENOENT) {
             throw LoginException("login_main.cc", __LINE__,
@@ -222,34 +256,7 @@ void LoginMain::rewrite_shadow_password(const std::string& user,
         throw LoginException("login_main.cc", __LINE__, why);
     }
 
-    // The first failure of the copy: a read error, a write error, or memory.
-    int copy_error = 0;
-    for (;;) {
-        unsigned length = 0;
-        char* line = read_line(shadow, length);
-        if (line == nullptr) {
-            if (ferror(shadow))
-                copy_error = errno != 0 ? errno : EIO;
-            else if (!feof(shadow))
-                copy_error = ENOMEM;  // read_line ran out of memory
-            break;
-        }
-        if (length != 0 && line[length - 1] == '\n')
-            line[length - 1] = '\0';
-        int written;
-        if (strncmp(line, key.c_str(), key_length) == 0) {
-            const char* rest = strchrnul(line + key_length, ':');
-            written = fprintf(work, "%s%s%s\n", key.c_str(), field.c_str(),
-                              rest);
-        } else {
-            written = fprintf(work, "%s\n", line);
-        }
-        free(line);
-        if (written < 0) {
-            copy_error = errno != 0 ? errno : EIO;
-            break;
-        }
-    }
+    int copy_error = copy_shadow_lines(shadow, work, user, field);
 
     set_record_lock(shadow_fd, F_UNLCK);
 
@@ -367,4 +374,18 @@ void LoginMain::set_password_locked(const std::string& user,
                              c_format("User %s not exist", user.c_str()));
     }
     rewrite_shadow_password(user, kLockedField);
+}
+
+void LoginMain::clear_stale_shadow_work_file() {
+    // At start no rewrite of ours is under way; with the password-files lock
+    // held no other editor that honours it is either, so a work file found
+    // now was left by a process that died in the middle of a rewrite.
+    PasswordFilesLock password_files;
+    if (!password_files.held() || unlink(kWorkFile) != 0)
+        return;
+    char prefix[64];
+    snprintf(prefix, sizeof(prefix), "+%d %s %s", __LINE__, "login_main.cc",
+             __func__);
+    xlog_warning("LOGIN", prefix, "Removed %s, left by an editor that died",
+                 kWorkFile);
 }

@@ -90,7 +90,17 @@ void rebuild_account(LoginMain& login, const std::string& user,
     const std::string no_line(1, '\n');
     std::string saved = no_line;
     login.read_shadow_password(user, saved);
+    const std::string* field = saved != no_line ? &saved : nullptr;
+    login.save_class_move(user, super_user, old_uid, old_gid, field);
+    login.remake_account(user, super_user, old_uid, old_gid, field);
+    login.end_class_move();
+}
 
+}  // namespace
+
+void LoginMain::remake_account(const std::string& user, bool super_user,
+                               uid_t old_uid, gid_t old_gid,
+                               const std::string* field) {
     // The tools' exit status is not looked at; what counts is the error text.
     int status = system(delete_keep_home_command(user).c_str());
     status = system(make_group_command(user).c_str());
@@ -102,18 +112,15 @@ void rebuild_account(LoginMain& login, const std::string& user,
     text = strerror(errno);
     if (text != "Success")
         throw LoginException("login_main.cc", __LINE__, text);
-
     // Without a line there was no password to carry; the new line stays
     // locked as useradd made it rather than open with an empty field.
-    if (saved != no_line)
-        login.rewrite_shadow_password(user, saved);
+    if (field != nullptr)
+        rewrite_shadow_password(user, *field);
     give_home_to_account(user, old_uid, old_gid);
     // Last, so that a new account with a missing part still gets its
     // password and home back.
     check_account_made(user, super_user);
 }
-
-}  // namespace
 
 void LoginMain::create_user(const std::string& user,
                             const std::string& user_class) {

@@ -75,14 +75,14 @@ LoginMain::tac_live()
     string text = server_list_text(_tacacs_live_servers);
     if (!_tacacs_live_changed)
         return true;
-    _tacacs_live_changed = false;
-
     umask(0);
     int fd = open(TAC_LIVE_FILE, O_WRONLY | O_CREAT | O_TRUNC, 0666);
     if (fd < 0) {
+        // Still marked changed, so that the next pass writes the file.
         log_tac_live_warning(__LINE__, "Open %s error.");
         return false;
     }
+    _tacacs_live_changed = false;
     struct flock lock;
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;

@@ -5,6 +5,8 @@
 #ifndef LOGIN_CORE_LOGIN_MAIN_HH
 #define LOGIN_CORE_LOGIN_MAIN_HH
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <netinet/in.h>
@@ -45,12 +47,19 @@ public:
     bool user_exists(const std::string& name);
     bool get_user_gid(const std::string& name, uint32_t& gid);
     bool is_user_in_xorp_group(const std::string& name);
-    char* read_line(FILE* stream, unsigned& length);
+    static char* read_line(FILE* stream, unsigned& length);
 
     // Shadow file editor (accounts/).
     void rewrite_shadow_password(const std::string& user,
                                  const std::string& field);
     void read_shadow_password(const std::string& user, std::string& field);
+    // At start: removes /etc/shadow+ left by an editor that died.
+    void clear_stale_shadow_work_file();
+    // The copy step of the rewrite, on any two streams: 0, or the errno of
+    // the first read or write failure.
+    static int copy_shadow_lines(FILE* from, FILE* to,
+                                 const std::string& user,
+                                 const std::string& field);
     void set_encrypted_password(const std::string& user,
                                 const std::string& password);
     void set_password_locked(const std::string& user,
@@ -63,6 +72,19 @@ public:
                         const std::string& user_class);
     void delete_user_class(const std::string& user,
                            const std::string& user_class);
+    // A class move: the account deleted and made again in the class, with
+    // `field` (null: no shadow line to carry) as its password field and the
+    // home of the old ids given to the new ones.
+    void remake_account(const std::string& user, bool super_user,
+                        uid_t old_uid, gid_t old_gid,
+                        const std::string* field);
+    // The record of a move under way (accounts/class_move.cc); the start of
+    // the daemon finishes a move left in it.
+    void save_class_move(const std::string& user, bool super_user,
+                         uid_t old_uid, gid_t old_gid,
+                         const std::string* field);
+    void end_class_move();
+    void finish_class_move();
 
     // Host name and login banners (system/).
     void set_login_announcement(const std::string& announcement);

@@ -17,6 +17,8 @@ run_login()
     XrlStdRouter xrl_router(eventloop, "login", false);
     // Already installs the limit rules; a failure here reaches main.
     LoginMain login_main(xrl_router);
+    login_main.clear_stale_shadow_work_file();
+    login_main.finish_class_move();
     XrlLoginTarget xrl_login_target(xrl_router, login_main);
 
     while (!xrl_router.ready())

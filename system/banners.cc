@@ -10,6 +10,7 @@
 
 #include "core/login_main.hh"
 #include "core/text_checks.hh"
+#include "system/room.hh"
 
 namespace {
 
@@ -17,9 +18,15 @@ const char kMotd[] = "/etc/motd";
 const char kIssue[] = "/etc/issue";
 
 // Cuts the file to nothing and writes text, followed by a newline when asked.
-// A failed write is reported; the file may then hold only part of the text.
+// A failed write is reported; the file may then hold only part of the text,
+// which a full disk no longer causes: the room is looked at first.
 void write_banner(const char* path, const string& text, bool newline)
 {
+    // Refused while the file is whole, rather than cut short by a full disk.
+    if (!room_to_replace(path, text.size() + (newline ? 1 : 0))) {
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("No space left on device for %s", path));
+    }
     FILE* file = fopen(path, "w+");
     if (file == NULL) {
         throw LoginException("login_main.cc", __LINE__,

@@ -47,6 +47,9 @@ LoginMain::set_hostname(const string& hostname)
     case HostsRewrite::kWriteError:
         throw LoginException("login_main.cc", __LINE__,
                              "Failed to write file: /etc/hosts");
+    case HostsRewrite::kNoRoom:
+        throw LoginException("login_main.cc", __LINE__,
+                             "No space left on device for /etc/hosts");
     case HostsRewrite::kWritten:
     case HostsRewrite::kNotWritable:
         break;

@@ -3,6 +3,7 @@
 // whole line can match the old host line.
 
 #include "system/hosts_file.hh"
+#include "system/room.hh"
 
 #include <cstdio>
 
@@ -70,6 +71,8 @@ rewrite_hosts_file(const char* path, const std::string& old_line,
     }
     text += new_line;
 
+    if (!room_to_replace(path, text.size()))
+        return HostsRewrite::kNoRoom;
     FILE* out = fopen(path, "wb");
     if (out == NULL)
         return HostsRewrite::kNotWritable;

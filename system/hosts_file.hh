@@ -14,6 +14,7 @@ enum class HostsRewrite {
     kNotWritable,   // the file can't be opened for writing; it is unchanged
     kReadError,     // reading failed before the end; nothing was written
     kWriteError,    // writing or closing failed; the file may be cut short
+    kNoRoom,        // the file system has no room for the new text; unchanged
 };
 
 // Rewrites the file at `path`: every line it holds except those equal to

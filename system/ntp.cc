@@ -11,6 +11,7 @@
 #include "libxorp/xorp.h"
 
 #include "core/login_main.hh"
+#include "system/room.hh"
 #include "vela/vela_common.hh"
 #include "system/ntp_file.hh"
 
@@ -49,9 +50,10 @@ LoginMain::delete_ntp_server(const IPv4& server)
     system("/etc/init.d/ntp stop");
 
     string kept;
-    // A file that can't be read whole is left as it was.
+    // A file that can't be read whole, or written whole, is left as it was.
     if (read_ntp_servers_except(kNtpServers, "server " + server.str(),
-                                kept)) {
+                                kept)
+        && room_to_replace(kNtpServers, kept.size())) {
         FILE* file = fopen(kNtpServers, "wb");
         if (file != NULL) {
             fwrite(kept.data(), 1, kept.size(), file);

@@ -133,6 +133,9 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
         if (!valid_name(name))
             return 0;
     }
+    // A number beyond the last type is no XrlAtomType value at all.
+    if ((hdr & kTypeMask) > xrlatom_end)
+        return 0;
     const XrlAtomType type = static_cast<XrlAtomType>(hdr & kTypeMask);
     try {
         if (!(hdr & kData)) {

@@ -60,4 +60,15 @@ second=$(date +%s%3N)
 call_xrl "$CARD=10" || fail "state 10"
 until [ "$(date +%s%3N)" -gt $((second + 11000)) ] || [ "$(pings)" -gt 2 ]; do sleep 0.2; done
 expect_eq "nothing runs after state 10" "2 rpsu_controller" "$(pings) $(cat $VELA)"
+
+# Without /tmp/system: the switches and the pass answer success and log which
+# file could not be opened; the live list is written once the directory is back.
+mv /tmp/system /tmp/system.away
+call "set_tacacs_enable_accounting?enable:bool=true"
+call "delete_tacacs_server?server:ipv4=10.99.0.2"
+call "set_tacacs_server?server:ipv4=10.99.0.2"
+expect_eq "open errors logged" 3 "$(grep -c 'Open /tmp/system/tac_.* error\.' /tmp/login.log)"
+mv /tmp/system.away /tmp/system && rm $FILE
+call "set_tacacs_server?server:ipv4=10.99.0.10"
+expect_eq "live server file after" "server=10.99.0.2 " "$(cat $FILE)"
 finish

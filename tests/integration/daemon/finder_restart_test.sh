@@ -1,6 +1,7 @@
 #!/bin/bash
-# A restart of the finder: the daemon follows the module classes again, so a
-# module born later gets the level and facility, the card manager the states.
+# The finder killed and started again: the daemon runs on meanwhile, then
+# follows the module classes again, so a module born later gets the level and
+# facility, the card manager the states.
 set -u
 . "$(dirname "$0")/lib.sh"
 
@@ -9,8 +10,10 @@ start_login
 xrl_peer --class card_manager --log /tmp/card.log >/dev/null 2>&1 &
 wait_for_lines /tmp/card.log 3
 
-kill $FINDER_PID
-wait $FINDER_PID
+kill -KILL $FINDER_PID
+wait $FINDER_PID 2>/dev/null
+sleep 1
+kill -0 $LOGIN_PID || fail "login ended with the finder"
 start_finder
 wait_until 'call_xrl "$COMMON_XRL/get_status" >/dev/null 2>&1' "login never came back"
 xrl_peer --class fea --log /tmp/fea.log >/dev/null 2>&1 &

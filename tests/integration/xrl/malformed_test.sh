@@ -1,7 +1,7 @@
 #!/bin/bash
 # Bytes that break XORP's framing reach xorp_finder and a target's STCP
-# listener: the connection gets an answer or is closed, and both keep
-# serving.
+# listener (and random bytes too): the connection gets an answer or is
+# closed, and both keep serving.
 set -u
 . "$(dirname "$0")/lib.sh"
 cd /tmp
@@ -9,7 +9,7 @@ start_finder
 XORP_PF=t start_peer peer --log /tmp/peer.log	# a TCP listener
 
 out=$(python3 - <<'PY'
-import re, socket, struct
+import random, re, socket, struct
 
 def probe(addr, data):
     s = socket.create_connection(addr)
@@ -59,6 +59,22 @@ for name, data in [("bad magic", b"XTCP" + stcp(0, good)[4:]),
     got = probe(("127.0.0.1", port), data)
     print("listener, %s: %s" % (name, "closed" if got == b"" else
           "answered %d %s" % (struct.unpack(">I", got[12:16])[0], got[24:35].decode())))
+
+# Random bytes, some behind a valid start: every connection ends once we stop.
+rng = random.Random(15)
+ended = 0
+for addr, start in [(finder, b""), (finder, b"\x00\x00\x00\x80Finder 0.2\n"),
+                    (("127.0.0.1", port), b""), (("127.0.0.1", port), b"STCP\x01\x01")]:
+    for i in range(25):
+        s = socket.create_connection(addr)
+        s.settimeout(10)
+        s.sendall(start + bytes(rng.getrandbits(8) for _ in range(rng.randint(1, 300))))
+        s.shutdown(socket.SHUT_WR)
+        while s.recv(65536):
+            pass
+        s.close()
+        ended += 1
+print("random: %d ended" % ended)
 PY
 )
 expect_eq "malformed input" "finder, garbage: closed
@@ -68,7 +84,8 @@ finder, version 0.3: closed
 finder, not an XRL: closed
 listener, bad magic: closed
 listener, a response: closed
-listener, too many atoms: answered 220 corrupt xrl" "$out"
+listener, too many atoms: answered 220 corrupt xrl
+random: 100 ended" "$out"
 
 call_xrl 'finder://peer/iface/0.1/still_there?x:u32=1'
 expect_eq "both serve after bad input" 0 $?

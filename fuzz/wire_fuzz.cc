@@ -1,0 +1,64 @@
+// The readers of the two wire protocols, on any bytes. A finder-link frame
+// that is read, written again from what was read, reads back the same. An
+// STCP header agrees with its frame length. Packed arguments that are read
+// pack to bytes that read and pack to the same bytes (not to the input
+// itself: a NaN is packed as XORP's one NaN).
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "libxipc/finder_wire.hh"
+#include "libxipc/stcp_wire.hh"
+#include "libxipc/xrl_args_packing.hh"
+
+namespace {
+
+// The frame written again from what `frame` holds, or "" when it is no
+// frame (or would not fit once written again: a note may grow).
+std::string rewritten(const std::string& frame, finderwire::Message& m) {
+    size_t length = 0;
+    const char* why = nullptr;
+    uint32_t code = 0;
+    std::string note, args, out;
+    if (finderwire::split(frame.data(), frame.size(), length, why) != FRAME_READY
+        || length != frame.size() || !finderwire::parse(frame.data(), length, m))
+        return "";
+    if (m.request)
+        finderwire::append_request(out, m.seq, std::string(m.body, m.body_len));
+    else if (finderwire::parse_reply(m.body, m.body_len, code, note, args))
+        finderwire::append_reply(out, m.seq, code, note, args);
+    return out;
+}
+
+std::string packed(const std::string& bytes, std::string* head) {
+    XrlArgs args;
+    std::string out;
+    if (xrl_args_unpack(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), args, head))
+        xrl_args_pack(out, args, head);
+    return out;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    finderwire::Message m, m2;
+    std::string once = rewritten(bytes, m);
+    if (!once.empty() && (rewritten(once, m2) != once || m2.request != m.request || m2.seq != m.seq))
+        abort();
+
+    size_t length = 0;
+    const char* why = nullptr;
+    stcp::Header h;
+    if (stcp::split(bytes.data(), size, length, why) == FRAME_READY
+        && (stcp::read_header(bytes.data(), h),
+            stcp::kHeaderSize + uint64_t(h.note_len) + h.data_len != length))
+        abort();
+
+    std::string head;
+    std::string* with_head = size > 0 && (data[size - 1] & 1) ? &head : nullptr;
+    once = packed(bytes, with_head);
+    if (!once.empty() && packed(once, with_head) != once)
+        abort();
+    return 0;
+}
