@@ -385,7 +385,10 @@ fmt_rate(double r)
 {
     char buf[32];
     long v = static_cast<long>(r + 0.5);
-    if (v >= 1000)
+    if (v >= 1000000)
+	snprintf(buf, sizeof(buf), "%ld,%03ld,%03ld/s", v / 1000000,
+		 v / 1000 % 1000, v % 1000);
+    else if (v >= 1000)
 	snprintf(buf, sizeof(buf), "%ld,%03ld/s", v / 1000, v % 1000);
     else
 	snprintf(buf, sizeof(buf), "%ld/s", v);

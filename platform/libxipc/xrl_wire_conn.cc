@@ -14,6 +14,9 @@ int WireConn::_input_depth = 0;
 namespace {
 // Room kept free in the input buffer before each read.
 const size_t kReadChunk = 64 * 1024;
+// Queued output written while input is still being handled: a few
+// messages (a request of a short XRL is about 100 bytes).
+const size_t kEarlyWrite = 600;
 }
 
 WireConn::WireConn(EventLoop& e, int fd, FrameSplitter split,
@@ -22,7 +25,8 @@ WireConn::WireConn(EventLoop& e, int fd, FrameSplitter split,
       _read_cb(callback(this, &WireConn::read_ready)),
       _write_cb(callback(this, &WireConn::write_ready)),
       _reading(false), _writing(false), _close_when_flushed(false),
-      _in(kReadChunk), _in_start(0), _in_end(0), _out_off(0), _user(0), _deferred(false)
+      _in(kReadChunk), _in_start(0), _in_end(0), _out_off(0), _user(0), _deferred(false),
+      _early_written(false)
 {
     _reading = _eventloop.add_ioevent_cb(_fd, IOT_READ, _read_cb);
 }
@@ -68,9 +72,19 @@ WireConn::flush()
     // The write callback also covers a handler that turns the loop itself.
     if (!_writing)
 	_writing = _eventloop.add_ioevent_cb(_fd, IOT_WRITE, _write_cb);
-    if (_input_depth > 0 && !_deferred) {
+    if (_input_depth == 0)
+	return;
+    if (!_deferred) {
 	_deferred = true;
 	_deferred_list.push_back(this);
+    }
+    // The first messages of a batch leave at once, so that the peer works
+    // on them while the rest are made; the rest leave together once the
+    // input is done.  Two writes per batch, and no lockstep between the
+    // two ends.
+    if (!_early_written && _out.size() - _out_off >= kEarlyWrite) {
+	_early_written = true;
+	send_queued();
     }
 }
 
@@ -83,6 +97,7 @@ WireConn::flush_deferred()
 	if (c == NULL)
 	    continue;
 	c->_deferred = false;
+	c->_early_written = false;
 	if (c->is_open())
 	    c->write_now();
     }
@@ -201,8 +216,8 @@ WireConn::write_ready(int, IoEventType)
 	write_now();
 }
 
-void
-WireConn::write_now()
+int
+WireConn::send_queued()
 {
     ErrnoSaver es;
     while (_out_off < _out.size()) {
@@ -211,12 +226,22 @@ WireConn::write_now()
 	if (n < 0) {
 	    if (errno == EINTR)
 		continue;
-	    if (errno == EAGAIN || errno == EWOULDBLOCK)
-		return;		// the write callback is registered
-	    close(strerror(errno));
-	    return;
+	    return errno;
 	}
 	_out_off += static_cast<size_t>(n);
+    }
+    return 0;
+}
+
+void
+WireConn::write_now()
+{
+    int err = send_queued();
+    if (err == EAGAIN || err == EWOULDBLOCK)
+	return;			// the write callback is registered
+    if (err != 0) {
+	close(strerror(err));
+	return;
     }
     _out.clear();		// keeps its capacity for the next turn
     _out_off = 0;

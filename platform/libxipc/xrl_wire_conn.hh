@@ -1,8 +1,10 @@
 // -*- c-basic-offset: 4; tab-width: 8; indent-tabs-mode: t -*-
 //
 // One non-blocking stream socket carrying frames (the finder link's or
-// STCP's, told apart by a FrameSplitter), driven by the EventLoop.  Frames queued during a loop turn leave in one write on the next
-// turn; input is read in large chunks into a buffer that is reused.
+// STCP's, told apart by a FrameSplitter), driven by the EventLoop.  Frames
+// queued while input is handled leave in at most two writes at the end of
+// that input (see flush()), others on the next turn; input is read in large
+// chunks into a buffer that is reused.
 
 #ifndef __LIBXIPC_XRL_WIRE_CONN_HH__
 #define __LIBXIPC_XRL_WIRE_CONN_HH__
@@ -53,8 +55,9 @@ public:
 
     // Frames are appended here, then flush() asks
     // for a write: at the end of the input being processed when called
-    // while a WireConn handles its input (a batch of answers leaves in one
-    // write, without waiting for another turn), else on the next turn.
+    // while a WireConn handles its input (a batch of answers leaves without
+    // waiting for another turn, its first few hundred bytes at once and the
+    // rest in one write), else on the next turn.
     std::string& out() { return _out; }
     void flush();
 
@@ -82,6 +85,9 @@ private:
     void process_input();
     void stop_reading();
     void write_now();
+    // Writes what is queued until done or the socket refuses; 0 or errno.
+    // Never closes: errors are for write_now() to act on.
+    int send_queued();
     static void flush_deferred();
 
     EventLoop&		_eventloop;
@@ -101,6 +107,7 @@ private:
     size_t		_out_off;
     void*		_user;
     bool		_deferred;	// in the list written after the input
+    bool		_early_written;	// part of this turn's output is sent
 
     // Connections to write once the input being processed is done.
     static std::vector<WireConn*> _deferred_list;
