@@ -4,19 +4,12 @@
 
 #include <cstring>
 
+#include "libxipc/big_endian.hh"
 #include "libxipc/xrl_atom_encoding.hh"
 
 namespace finderwire {
 
 namespace {
-
-uint32_t
-get_u32(const char* p)
-{
-    const unsigned char* u = reinterpret_cast<const unsigned char*>(p);
-    return (uint32_t(u[0]) << 24) | (uint32_t(u[1]) << 16)
-	| (uint32_t(u[2]) << 8) | uint32_t(u[3]);
-}
 
 // Checks `lit` at p and moves past it.
 bool

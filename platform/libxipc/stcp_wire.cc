@@ -4,28 +4,9 @@
 
 #include <cstring>
 
+#include "libxipc/big_endian.hh"
+
 namespace stcp {
-
-namespace {
-
-uint32_t
-get_u32(const char* p)
-{
-    const unsigned char* u = reinterpret_cast<const unsigned char*>(p);
-    return (uint32_t(u[0]) << 24) | (uint32_t(u[1]) << 16)
-	| (uint32_t(u[2]) << 8) | uint32_t(u[3]);
-}
-
-void
-put_u32(char* p, uint32_t v)
-{
-    p[0] = char(v >> 24);
-    p[1] = char(v >> 16);
-    p[2] = char(v >> 8);
-    p[3] = char(v);
-}
-
-}  // namespace
 
 FrameStatus
 split(const char* data, size_t avail, size_t& frame_len, const char*& why)
