@@ -20,6 +20,7 @@
 #include "libxipc/finder_server.hh"
 #include "libxipc/xrl.hh"
 #include "libxipc/xrl_std_router.hh"
+#include "libxipc/big_endian.hh"
 #include "libxipc/finder_wire.hh"
 #include "libxipc/stcp_wire.hh"
 #include "libxipc/xrl_args_packing.hh"
@@ -123,7 +124,7 @@ public:
 	frame.resize(hdr == 4 ? 4 : 24);
 	if (!wait_readable(_fd) || !read_all(&frame[0], frame.size()))
 	    return false;
-	size_t n = hdr == 4 ? get(&frame[0]) : get(&frame[16]) + get(&frame[20]);
+	size_t n = hdr == 4 ? get_u32(&frame[0]) : size_t(get_u32(&frame[16])) + get_u32(&frame[20]);
 	size_t at = frame.size();
 	frame.resize(at + n);
 	return read_all(&frame[at], n);
@@ -141,10 +142,6 @@ public:
     }
 
 private:
-    static size_t get(const char* p) {
-	const unsigned char* u = reinterpret_cast<const unsigned char*>(p);
-	return (size_t(u[0]) << 24) | (size_t(u[1]) << 16) | (size_t(u[2]) << 8) | u[3];
-    }
     bool read_all(char* p, size_t n) {
 	while (n > 0) {
 	    ssize_t r = read(_fd, p, n);
