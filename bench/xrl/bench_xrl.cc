@@ -4,16 +4,21 @@
 // For each placement (finder and target on CPU 0 and the client on CPU 1;
 // all three on CPU 0) and each round, measures first the floor: 200-byte
 // round trips between two processes over a Unix socket pair, placed as the
-// client and the target; then, with its own finder on a free port (never
+// client and the target, each end blocked in read(); then the same pair with
+// each end waiting in poll() before it reads, as a process serving many
+// descriptors must, so the cost of that wait shows apart from the cost of
+// the XRL layers; then, with its own finder on a free port (never
 // 19999), a target answering common/0.1/get_status and a client, XRL round
 // trips one at a time (rate, p50 and p99 latency) and with 40 in flight.
-// Every XRL figure is printed with its multiple of that round's floor;
+// Every XRL figure is printed with its multiple of that round's floor
+// (and the one-at-a-time rate also with its multiple of the poll pair);
 // medians over the rounds.  Also prints the finder's CPU time during the
 // XRL bursts and its memory afterwards.
 //
 // Usage: bench_xrl [rounds [round-trips]]   (default 5 rounds, 20000)
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -95,10 +100,14 @@ rss_kb(pid_t pid)
 
 // ---- the floor ----
 
+// With polling, a read first waits in poll(), as in any event loop.
 bool
-full_io(int fd, char* p, size_t n, bool writing)
+full_io(int fd, char* p, size_t n, bool writing, bool polling = false)
 {
     while (n > 0) {
+	pollfd pfd = { fd, POLLIN, 0 };
+	if (polling && !writing && poll(&pfd, 1, -1) < 0)
+	    return false;
 	ssize_t r = writing ? write(fd, p, n) : read(fd, p, n);
 	if (r <= 0)
 	    return false;
@@ -109,9 +118,10 @@ full_io(int fd, char* p, size_t n, bool writing)
 }
 
 // Round trips per second of kFloorBytes over a socket pair, the echoing
-// end on target_cpu and the timing end on client_cpu.
+// end on target_cpu and the timing end on client_cpu; both ends wait in
+// blocking reads, or with polling in poll() before each read.
 double
-floor_rate(int target_cpu, int client_cpu, uint32_t n)
+floor_rate(int target_cpu, int client_cpu, uint32_t n, bool polling)
 {
     int sp[2], res[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, sp) < 0 || pipe(res) < 0)
@@ -123,7 +133,7 @@ floor_rate(int target_cpu, int client_cpu, uint32_t n)
 	close(res[1]);
 	pin(target_cpu);
 	char buf[kFloorBytes];
-	while (full_io(sp[1], buf, sizeof(buf), false)
+	while (full_io(sp[1], buf, sizeof(buf), false, polling)
 	       && full_io(sp[1], buf, sizeof(buf), true))
 	    ;
 	_exit(0);
@@ -137,12 +147,12 @@ floor_rate(int target_cpu, int client_cpu, uint32_t n)
 	memset(buf, 'x', sizeof(buf));
 	for (uint32_t i = 0; i < n / 10; i++)	// warm up
 	    if (!full_io(sp[0], buf, sizeof(buf), true)
-		|| !full_io(sp[0], buf, sizeof(buf), false))
+		|| !full_io(sp[0], buf, sizeof(buf), false, polling))
 		_exit(1);
 	Clock::time_point t0 = Clock::now();
 	for (uint32_t i = 0; i < n; i++)
 	    if (!full_io(sp[0], buf, sizeof(buf), true)
-		|| !full_io(sp[0], buf, sizeof(buf), false))
+		|| !full_io(sp[0], buf, sizeof(buf), false, polling))
 		_exit(1);
 	double rate = n / seconds(t0, Clock::now());
 	if (write(res[1], &rate, sizeof(rate)) != sizeof(rate))
@@ -328,7 +338,7 @@ read_all(int fd)
 }
 
 struct Round {
-    double floor, rate1, p50, p99, ratew;
+    double floor, polled, rate1, p50, p99, ratew;
     long finder_ticks, finder_kb;
 };
 
@@ -336,9 +346,10 @@ struct Round {
 bool
 measure(int server_cpu, int client_cpu, uint32_t n, Round& r)
 {
-    r.floor = floor_rate(server_cpu, client_cpu, n);
+    r.floor = floor_rate(server_cpu, client_cpu, n, false);
+    r.polled = floor_rate(server_cpu, client_cpu, n, true);
     int fp[2], cp[2];
-    if (r.floor <= 0 || pipe2(fp, O_CLOEXEC) < 0 || pipe2(cp, O_CLOEXEC) < 0)
+    if (r.floor <= 0 || r.polled <= 0 || pipe2(fp, O_CLOEXEC) < 0 || pipe2(cp, O_CLOEXEC) < 0)
 	return false;
     pid_t finder = spawn({ self_exe, "--finder" }, server_cpu, fp[1]);
     close(fp[1]);
@@ -376,6 +387,13 @@ median(std::vector<Round>& v, double Round::*field)
     std::vector<double> x;
     for (const Round& r : v)
 	x.push_back(r.*field);
+    std::sort(x.begin(), x.end());
+    return x.empty() ? 0 : x[x.size() / 2];
+}
+
+double
+middle(std::vector<double> x)
+{
     std::sort(x.begin(), x.end());
     return x.empty() ? 0 : x[x.size() / 2];
 }
@@ -450,30 +468,36 @@ main(int argc, char** argv)
     printf("XRL round trips, common/0.1/get_status between two processes,"
 	   " straight after one\nresolution through the finder; medians of %d"
 	   " rounds; \"x floor\" divides by the rate\nof bare %zu-byte round"
-	   " trips over a Unix socket pair in the same round and placement.\n"
-	   "(%u one at a time, %u with %u in flight.)\n", rounds, kFloorBytes,
+	   " trips over a Unix socket pair in the same round and placement,\n"
+	   "each end blocked in read(); \"x poll pair\" by that of the same pair"
+	   " waiting in poll().\n(%u one at a time, %u with %u in flight.)\n", rounds, kFloorBytes,
 	   n, n * 10, kWindow);
     long ticks = 0, kb = 0;
     for (Placement& p : places) {
-	std::vector<double> x1, xw;
+	std::vector<double> xp, x1, x1p, xw;
 	for (const Round& r : p.rounds) {
+	    xp.push_back(r.polled / r.floor);
 	    x1.push_back(r.rate1 / r.floor);
+	    x1p.push_back(r.rate1 / r.polled);
 	    xw.push_back(r.ratew / r.floor);
 	    ticks = std::max(ticks, r.finder_ticks);
 	    kb = std::max(kb, r.finder_kb);
 	}
-	std::sort(x1.begin(), x1.end());
-	std::sort(xw.begin(), xw.end());
 	double floor = median(p.rounds, &Round::floor);
+	double polled = median(p.rounds, &Round::polled);
 	printf("\n%s\n", p.name);
 	printf("  %-30s %12s  (%.1f us)\n", "floor, socket pair",
 	       fmt_rate(floor).c_str(), 1e6 / floor);
-	printf("  %-30s %12s  %5.2f x floor  p50 %.1f us  p99 %.1f us\n",
-	       "XRL one at a time", fmt_rate(median(p.rounds, &Round::rate1)).c_str(),
-	       x1[x1.size() / 2], median(p.rounds, &Round::p50),
+	printf("  %-30s %12s  %5.2f x floor  (%.1f us)\n",
+	       "socket pair, poll() before read", fmt_rate(polled).c_str(),
+	       middle(xp), 1e6 / polled);
+	printf("  %-30s %12s  %5.2f x floor  %5.2f x poll pair  p50 %.1f us"
+	       "  p99 %.1f us\n", "XRL one at a time",
+	       fmt_rate(median(p.rounds, &Round::rate1)).c_str(), middle(x1),
+	       middle(x1p), median(p.rounds, &Round::p50),
 	       median(p.rounds, &Round::p99));
 	printf("  %-30s %12s  %5.2f x floor\n", "XRL 40 in flight",
-	       fmt_rate(median(p.rounds, &Round::ratew)).c_str(), xw[xw.size() / 2]);
+	       fmt_rate(median(p.rounds, &Round::ratew)).c_str(), middle(xw));
     }
     printf("\nfinder CPU time during the XRL runs (most of any round): %ld ms;"
 	   " its memory after them: %ld kB\n", ticks * 1000 / sysconf(_SC_CLK_TCK),

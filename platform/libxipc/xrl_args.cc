@@ -30,9 +30,15 @@ XrlArgs::XrlArgs(const char* text)
 XrlArgs&
 XrlArgs::add(const XrlAtom& atom)
 {
+    return add(XrlAtom(atom));
+}
+
+XrlArgs&
+XrlArgs::add(XrlAtom&& atom)
+{
     if (find(atom.name()) != nullptr)
         xorp_throw(XrlAtomFound, "duplicate argument \"" + atom.name() + "\"");
-    _args.push_back(atom);
+    _args.push_back(std::move(atom));
     return *this;
 }
 

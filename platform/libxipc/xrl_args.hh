@@ -33,6 +33,7 @@ public:
 
     // All add* throw XrlAtomFound on a duplicate name.
     XrlArgs& add(const XrlAtom& atom);
+    XrlArgs& add(XrlAtom&& atom);
     XrlArgs& add(const char* name, const int32_t& v)    { return add(XrlAtom(name, v)); }
     XrlArgs& add(const char* name, const uint32_t& v)   { return add(XrlAtom(name, v)); }
     XrlArgs& add(const char* name, const bool& v)       { return add(XrlAtom(name, v)); }

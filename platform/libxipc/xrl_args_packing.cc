@@ -1,5 +1,6 @@
 #include "libxipc/xrl_args_packing.hh"
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace {
@@ -37,7 +38,11 @@ xrl_args_unpack(const uint8_t* p, size_t n, XrlArgs& args, std::string* head)
     const uint8_t* end = p + n;
     p += 4;
     args.clear();
+    // Names seen so far, for the duplicate check: a plain scan while there
+    // are few, as in nearly every message.
+    const uint32_t kScan = 16;
     std::unordered_set<std::string> names;
+    args._args.reserve(std::min(count, kScan));
     for (uint32_t i = 0; i < count; i++) {
 	XrlAtom atom;
 	size_t used = XrlAtom::unpack(p, end - p, atom);
@@ -51,9 +56,17 @@ xrl_args_unpack(const uint8_t* p, size_t n, XrlArgs& args, std::string* head)
 	    *head = atom.text();
 	    continue;
 	}
-	if (!names.insert(atom.name()).second)
-	    return false;
-	args._args.push_back(atom);
+	if (args._args.size() < kScan) {
+	    if (args.find(atom.name()) != NULL)
+		return false;
+	} else {
+	    if (names.empty())
+		for (const XrlAtom& a : args._args)
+		    names.insert(a.name());
+	    if (!names.insert(atom.name()).second)
+		return false;
+	}
+	args._args.push_back(std::move(atom));
     }
     return p == end && (head == NULL || count > 0);
 }

@@ -139,29 +139,29 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
     const XrlAtomType type = static_cast<XrlAtomType>(hdr & kTypeMask);
     try {
         if (!(hdr & kData)) {
-            atom = XrlAtom(name.c_str(), xrlatom_no_type);
+            atom = XrlAtom();
+            atom._name = std::move(name);
             return r.p - start;
         }
-        const char* nm = name.c_str();
         std::string s;
         switch (type) {
         case xrlatom_int32:
             if (!r.be(4, v)) return 0;
-            atom = XrlAtom(nm, static_cast<int32_t>(static_cast<uint32_t>(v)));
+            atom = XrlAtom(static_cast<int32_t>(static_cast<uint32_t>(v)));
             break;
         case xrlatom_uint32:
             if (!r.be(4, v)) return 0;
-            atom = XrlAtom(nm, static_cast<uint32_t>(v));
+            atom = XrlAtom(static_cast<uint32_t>(v));
             break;
         case xrlatom_ipv4:
             if (!r.be(4, v)) return 0;
-            atom = XrlAtom(nm, IPv4(htonl(static_cast<uint32_t>(v))));
+            atom = XrlAtom(IPv4(htonl(static_cast<uint32_t>(v))));
             break;
         case xrlatom_ipv4net: {
             uint64_t len;
             if (!r.be(4, v) || !r.be(1, len) || len > 32) return 0;
-            atom = XrlAtom(nm, IPv4Net(IPv4(htonl(static_cast<uint32_t>(v))),
-                                       static_cast<uint8_t>(len)));
+            atom = XrlAtom(IPv4Net(IPv4(htonl(static_cast<uint32_t>(v))),
+                                   static_cast<uint8_t>(len)));
             break;
         }
         case xrlatom_ipv6:
@@ -170,43 +170,43 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
             IPv6 a(r.p);
             r.p += 16;
             if (type == xrlatom_ipv6) {
-                atom = XrlAtom(nm, a);
+                atom = XrlAtom(a);
                 break;
             }
             uint64_t len;
             if (!r.be(1, len) || len > 128) return 0;
-            atom = XrlAtom(nm, IPv6Net(a, static_cast<uint8_t>(len)));
+            atom = XrlAtom(IPv6Net(a, static_cast<uint8_t>(len)));
             break;
         }
         case xrlatom_mac:
             if (!r.bytes(s)) return 0;
-            atom = XrlAtom(nm, xrlatom_mac, s);
+            atom = XrlAtom("", xrlatom_mac, s);
             break;
         case xrlatom_text:
             if (!r.bytes(s)) return 0;
-            atom = XrlAtom(nm, s);
+            atom = XrlAtom(s);
             break;
         case xrlatom_binary:
             if (!r.bytes(s)) return 0;
-            atom = XrlAtom(nm, std::vector<uint8_t>(s.begin(), s.end()));
+            atom = XrlAtom(std::vector<uint8_t>(s.begin(), s.end()));
             break;
         case xrlatom_boolean:
             if (!r.be(1, v)) return 0;
-            atom = XrlAtom(nm, v != 0);
+            atom = XrlAtom(v != 0);
             break;
         case xrlatom_int64:
             if (!r.be(8, v)) return 0;
-            atom = XrlAtom(nm, static_cast<int64_t>(v));
+            atom = XrlAtom(static_cast<int64_t>(v));
             break;
         case xrlatom_uint64:
             if (!r.be(8, v)) return 0;
-            atom = XrlAtom(nm, static_cast<uint64_t>(v));
+            atom = XrlAtom(static_cast<uint64_t>(v));
             break;
         case xrlatom_fp64: {
             if (!r.be(8, v)) return 0;
             double d;
             memcpy(&d, &v, sizeof(d));
-            atom = XrlAtom(nm, d);
+            atom = XrlAtom(d);
             break;
         }
         case xrlatom_list: {
@@ -225,7 +225,7 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
                 list.append(item);
                 r.p += used;
             }
-            atom = XrlAtom(nm, list);
+            atom = XrlAtom(list);
             break;
         }
         default:
@@ -234,5 +234,8 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
     } catch (const XorpException&) {
         return 0;
     }
+    // The name was checked above; set here, not through a named
+    // constructor, so that it is neither checked nor copied twice.
+    atom._name = std::move(name);
     return r.p - start;
 }

@@ -90,8 +90,8 @@ void EventLoop::run()
 
 int EventLoop::poll_and_dispatch(const TimeVal& timeout)
 {
-    std::vector<pollfd> pfds;
-    pfds.reserve(_fds.size());
+    std::vector<pollfd>& pfds = _pfds;
+    pfds.clear();
     for (const auto& f : _fds) {
         pollfd p = {f.first, 0, 0};
         for (const auto& h : f.second) {
@@ -113,8 +113,11 @@ int EventLoop::poll_and_dispatch(const TimeVal& timeout)
     if (n == 0)
         return 0;
 
-    // (priority, id, fd, type) of every callback whose condition holds.
-    std::vector<std::tuple<int, uint64_t, int, IoEventType>> ready;
+    // Every callback whose condition holds.  A callback may run the loop
+    // again, so this round takes the spare list and gives it back after.
+    std::vector<Ready> ready;
+    ready.swap(_spare_ready);
+    ready.clear();
     for (const pollfd& p : pfds) {
         if (p.revents == 0)
             continue;
@@ -147,6 +150,7 @@ int EventLoop::poll_and_dispatch(const TimeVal& timeout)
         errno = 0;
         cb->dispatch(fd, type);
     }
+    _spare_ready.swap(ready);
     return 1;
 }
 

@@ -6,8 +6,12 @@
 #ifndef LIBXORP_EVENTLOOP_HH
 #define LIBXORP_EVENTLOOP_HH
 
+#include <poll.h>
+
 #include <map>
 #include <memory>
+#include <tuple>
+#include <vector>
 
 #include "libxorp/callback.hh"
 #include "libxorp/clock.hh"
@@ -101,6 +105,10 @@ private:
     TimerList _timers;
     std::map<int, FdHandlers> _fds;
     uint64_t _next_id = 0;
+    // Kept between rounds so that a round allocates nothing.
+    typedef std::tuple<int, uint64_t, int, IoEventType> Ready;  // priority, id, fd, type
+    std::vector<pollfd> _pfds;
+    std::vector<Ready> _spare_ready;
 };
 
 #endif  // LIBXORP_EVENTLOOP_HH
