@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include "libxorp/eventloop.hh"
+#include "libxipc/big_endian.hh"
 #include "libxipc/finder_server.hh"
 #include "libxipc/finder_wire.hh"
 #include "libxipc/stcp_wire.hh"
@@ -180,8 +181,7 @@ public:
 	std::string f(4, '\0');
 	if (!read_all(&f[0], 4))
 	    return "";
-	size_t n = (uint8_t(f[0]) << 24) | (uint8_t(f[1]) << 16)
-	    | (uint8_t(f[2]) << 8) | uint8_t(f[3]);
+	size_t n = get_u32(f.data());
 	f.resize(4 + n);
 	return read_all(&f[4], n) ? f : "";
     }
