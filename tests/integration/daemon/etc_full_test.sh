@@ -1,7 +1,6 @@
 #!/bin/bash
-# /etc full (a small tmpfs holding a copy of it, filled up): an operation
-# that writes a file under /etc either fails and leaves the file as it was,
-# or succeeds with the whole new file.
+# /etc full (a filled-up tmpfs copy): a write under /etc either fails and
+# leaves the file as it was, or succeeds with the whole new file.
 set -u
 . "$(dirname "$0")/lib.sh"
 

@@ -1,7 +1,7 @@
 #!/bin/bash
-# The finder killed and started again: the daemon runs on meanwhile, then
-# follows the module classes again, so a module born later gets the level and
-# facility, the card manager the states.
+# The finder killed and restarted: the daemon runs on, then follows the
+# module classes again (level and facility to a later module, states to the
+# card manager).
 set -u
 . "$(dirname "$0")/lib.sh"
 

@@ -1,5 +1,5 @@
-# Helpers for the daemon's sandboxed tests: start and stop the finder and the
-# daemon, call it, and compare what it did with what was expected.
+# Helpers for the daemon's sandboxed tests: start the finder and the daemon,
+# call it, and compare what it did with what was expected.
 
 JOURNAL=/var/log/sandbox/commands.log
 LOGIN_XRL="finder://login/login/0.1"
@@ -31,9 +31,8 @@ expect_failure() {
     esac
 }
 
-# shell_failure_seen: true when the daemon can see that /bin/sh is missing. Under
-# qemu-user (LOGIN_EMULATOR, a cross build's daemon) posix_spawn's vfork runs
-# as a fork, so system() never learns that the shell did not start.
+# shell_failure_seen: whether the daemon sees that /bin/sh is missing (not under
+# LOGIN_EMULATOR: qemu-user runs posix_spawn's vfork as a fork).
 shell_failure_seen() {
     [ -z "${LOGIN_EMULATOR:-}" ]
 }
@@ -46,8 +45,7 @@ refusals() {
     done
 }
 
-# wait_until CONDITION MESSAGE: polls the shell CONDITION for up to 30 s;
-# fails with MESSAGE when it never holds.
+# wait_until CONDITION MESSAGE: polls CONDITION for up to 30 s, else fails.
 wait_until() {
     local tries=0
     until eval "$1"; do
@@ -60,13 +58,13 @@ wait_until() {
     done
 }
 
-# wait_for_lines FILE COUNT: until FILE holds COUNT lines (or give up).
+# wait_for_lines FILE COUNT: until FILE holds COUNT lines.
 wait_for_lines() {
     wait_until "[ \"\$(cat '$1' 2>/dev/null | wc -l)\" -ge $2 ]" \
         "$1 never reached $2 lines"
 }
 
-# start_finder: the finder in the background, listening before we go on.
+# start_finder: the finder in the background.
 start_finder() {
     xorp_finder >/tmp/finder.log 2>&1 &
     FINDER_PID=$!

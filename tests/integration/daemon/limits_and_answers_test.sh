@@ -1,7 +1,6 @@
 #!/bin/bash
-# The daemon as the switch runs it: started with the finder, driven through
-# call_xrl. Checks the limit rules it installs at start-up and on command,
-# the answers of the common interface, the failure answers, and shutdown.
+# The daemon with the finder, driven through call_xrl: the limit rules at
+# start-up and on command, the failure answers, and shutdown.
 set -u
 . "$(dirname "$0")/lib.sh"
 
@@ -25,8 +24,7 @@ expect_eq "chain at start-up" \
 "$(telnet_update 20; telnet_set; ssh_update 20; ssh_set; ssh_connection 15)" \
 "$(chain)"
 
-# --- A later change through XRL: the SSH pair follows the connection rule,
-# with the rate limit set before.
+# --- A later change: the SSH pair follows the connection rule, with the rate set before.
 call_xrl "$LOGIN_XRL/set_ssh_rate_limit?limit:u32=10" || fail "set_ssh_rate_limit answered $?"
 : > $JOURNAL
 call_xrl "$LOGIN_XRL/set_ssh_connection_limit?limit:u32=4" || fail "set_ssh_connection_limit answered $?"
@@ -42,21 +40,11 @@ expect_eq "chain after ssh connection 4" \
 "$(ssh_update 10; ssh_set; ssh_connection 4; telnet_update 20; telnet_set)" \
 "$(chain)"
 
-# --- One call per form of answer (the handlers' cases are unit tested;
-# get_status is read throughout the in-band walk test).
-long64=$(printf 'a%.0s' $(seq 64))
-expect_failure "64-byte host name" "System set hostname failed, max length is 63." \
-    "$LOGIN_XRL/set_hostname?hostname:txt=$long64"
-# A fixed text followed by the reason.
+# --- Failure answers on the wire (the handlers' cases are unit tested).
 expect_failure "create_user with an empty user" \
     "Create user failed, User is an empty string" \
     "$LOGIN_XRL/create_user?user:txt=&user_class:txt=admin"
-# Form P answers success whatever happened.
-call_xrl "$LOGIN_XRL/add_snmp_access_entry?prefix:ipv4net=10.0.0.0/8" \
-    || fail "add_snmp_access_entry did not answer success"
-
-# A limit operation whose check fails: without /bin/sh, system() cannot start
-# the shell and leaves errno set, so the fixed text comes back.
+# Without /bin/sh, system() leaves errno set: the limit check fails.
 mv /bin/sh /bin/sh.away
 if shell_failure_seen; then
     expect_failure "set_telnet_rate_limit without a shell" "System set telnet rete limit failed." \

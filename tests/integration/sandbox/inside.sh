@@ -1,7 +1,6 @@
 #!/bin/bash
-# Inside the sandbox: the command journal and a read-only project tree. The
-# daemon's tests cover the rest (test hosts, the agent, iptables, account
-# tools, stand-in scripts) by using them.
+# Inside the sandbox: the command journal and a read-only project tree (the
+# daemon's tests use, and so check, the rest).
 source "$(dirname "$0")/../daemon/lib.sh"
 journal=/var/log/sandbox/commands.log
 top=$(cd "$(dirname "$0")/../../.." && pwd)

@@ -1,12 +1,9 @@
 #!/bin/bash
 # Outside the sandbox: a run that adds a user, renames the host and adds
-# firewall rules leaves the machine exactly as it was (account files, host
-# name, firewall, mounts, namespaces, processes), also when the sandbox is
-# killed with SIGKILL in the middle of its run; exit statuses and the refusal
-# without root are as documented.
-#
+# firewall rules leaves the machine as it was (account files, host name,
+# firewall read without iptables, mounts, namespaces, processes), also when
+# killed mid-run; exit statuses and the refusal without root as documented.
 # usage: outside.sh SANDBOX  (the path of scripts/sandbox)
-# The firewall is read without iptables: the kernel's tables and nft.
 source "$(dirname "$0")/../daemon/lib.sh"
 sandbox=$1
 scratch=$(mktemp -d)
@@ -34,9 +31,8 @@ compare() {
   rm -rf "$scratch/after"
 }
 
-# leftovers TOKEN: prints every process of the run that still exists: those
-# whose command line or environment holds TOKEN. A namespace outlives its
-# run only through such a process or through a mount (see compare).
+# leftovers TOKEN: the processes of the run still alive (TOKEN in their
+# command line or environment); a namespace outlives a run only through one.
 leftovers() {
   local proc words
   for proc in /proc/[0-9]*; do
@@ -50,16 +46,14 @@ leftovers() {
   done
 }
 
-# no_trace NAME: nothing of the run with $token is left, once the kernel has
-# finished tearing it down.
+# no_trace NAME: nothing of the run with $token is left once torn down.
 no_trace() {
   nothing_left() { [[ -z $(leftovers "$token") ]]; }
   poll 30 nothing_left
   expect_eq "$1: no process of the run is left" "" "$(leftovers "$token")"
 }
 
-# The run's changes; starts a marked process and the agent, then prints
-# READY.
+# The run's changes, a marked process and the agent, then READY.
 changes='
   addgroup -q bob
   useradd -d /tmp/home/bob -l -m -s /usr/bin/velash_pty.sh -G xorp -g bob bob
@@ -105,8 +99,7 @@ expect_eq "the command's exit status is the sandbox's" "42" "$?"
 "$sandbox" -- sh -c 'kill -9 $$'
 expect_eq "a command killed by a signal gives 128+signal" "137" "$?"
 
-# 4. Refusal without root; the script is read from stdin as nobody may not
-# be able to read the tree.
+# 4. Refusal without root (script on stdin: nobody may not read the tree).
 out=$(setpriv --reuid=65534 --regid=65534 --clear-groups bash -s -- -- true \
       <"$sandbox" 2>&1)
 expect_eq "not root: refused with 125" "125" "$?"

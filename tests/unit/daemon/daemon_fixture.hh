@@ -1,6 +1,5 @@
-// A daemon's objects on the stack of a test, as run_login builds them, with
-// helpers to read what they did to the sandbox: the journal of command lines
-// and the INPUT chain. Only for tests run inside scripts/sandbox.
+// A daemon's objects built as run_login builds them, with helpers to read the
+// command journal and the INPUT chain. Only for tests inside scripts/sandbox.
 
 #ifndef LOGIN_TESTS_UNIT_DAEMON_DAEMON_FIXTURE_HH
 #define LOGIN_TESTS_UNIT_DAEMON_DAEMON_FIXTURE_HH
@@ -16,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "libxorp/eventloop.hh"
+#include "libxorp/xlog.h"
 #include "libxipc/xrl_std_router.hh"
 
 #include "core/login_main.hh"
@@ -64,8 +64,24 @@ inline std::string ssh_set()
     return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --set --name SSH --mask 255.255.255.255 --rsource";
 }
 
-// Starts each test from an empty INPUT chain and journal, then builds the
-// objects in run_login's order. No finder runs: sends are refused.
+// Collects the lines the daemon writes to its log while it lives.
+class LogCapture {
+public:
+    LogCapture() { xlog_add_output_func(&LogCapture::collect, this); }
+    ~LogCapture() { xlog_remove_output_func(&LogCapture::collect, this); }
+    const std::vector<std::string>& lines() const { return _lines; }
+    void clear() { _lines.clear(); }
+
+private:
+    static int collect(void* obj, xlog_level_t, const char* msg)
+    {
+        static_cast<LogCapture*>(obj)->_lines.push_back(msg);
+        return 0;
+    }
+    std::vector<std::string> _lines;
+};
+
+// Each test starts from an empty INPUT chain and journal. No finder runs.
 class DaemonTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -75,9 +91,8 @@ protected:
         errno = 0;
     }
 
+    // On the test's own loop, or another (e.g. one driven by a virtual clock).
     void build() { build(_eventloop); }
-
-    // On another loop, e.g. one driven by a virtual clock.
     void build(EventLoop& loop)
     {
         _router.reset(new XrlStdRouter(loop, "login", false));
@@ -85,6 +100,7 @@ protected:
         _target.reset(new XrlLoginTarget(*_router, *_login));
     }
 
+    // Before the members of a derived fixture (its own loop) go.
     void TearDown() override
     {
         _target.reset();

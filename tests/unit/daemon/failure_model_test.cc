@@ -6,10 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "libxorp/xlog.h"
-
 #include "daemon_fixture.hh"
-#include "log_capture.hh"
 
 namespace daemon_test {
 namespace {

@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "daemon_fixture.hh"
-#include "log_capture.hh"
 
 namespace daemon_test {
 namespace {

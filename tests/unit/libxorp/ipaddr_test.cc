@@ -24,7 +24,7 @@ std::string why_of(const char* text)
     }
 }
 
-TEST(IPv4, ParsesPrintsAndCompares)
+TEST(IPAddr, ParsesPrintsAndCompares)
 {
     IPv4 a("10.1.2.3");
     EXPECT_EQ("10.1.2.3", a.str());
@@ -36,10 +36,8 @@ TEST(IPv4, ParsesPrintsAndCompares)
     EXPECT_EQ("Bad IPv4 \"1.2.3.999\"", why_of<IPv4>("1.2.3.999"));
     EXPECT_EQ("Bad IPv4 \"host\"", why_of<IPv4>("host"));
     EXPECT_EQ("Bad IPv4 \"\"", why_of<IPv4>(""));
-}
 
-TEST(IPv6, ParsesToCompressedLowerCase)
-{
+    // IPv6: compressed, lower case.
     EXPECT_EQ("2001:db8::1", IPv6("2001:DB8:0:0:0:0:0:1").str());
     EXPECT_EQ("::", IPv6().str());
     EXPECT_EQ("::ffff:10.1.2.3", IPv6("::ffff:10.1.2.3").str());
@@ -48,7 +46,7 @@ TEST(IPv6, ParsesToCompressedLowerCase)
     EXPECT_EQ("Bad IPv6 \"10.1.2.3\"", why_of<IPv6>("10.1.2.3"));
 }
 
-TEST(IPNet, TextIsMaskedAddressAndLength)
+TEST(IPNet, TextIsMaskedAddressAndLengthBadInputRefused)
 {
     EXPECT_EQ("10.0.0.0/8", IPv4Net("10.1.2.3/8").str());
     EXPECT_EQ("0.0.0.0/0", IPv4Net().str());
@@ -62,10 +60,7 @@ TEST(IPNet, TextIsMaskedAddressAndLength)
     EXPECT_TRUE(n.contains(IPv4("172.31.255.255")));
     EXPECT_FALSE(n.contains(IPv4("172.32.0.0")));
     EXPECT_EQ(IPv4Net("172.16.0.0/12"), n);
-}
 
-TEST(IPNet, BadInputIsRefused)
-{
     EXPECT_EQ("Missing slash", why_of<IPv4Net>("10.0.0.0"));
     EXPECT_EQ("Missing prefix length", why_of<IPv4Net>("10.0.0.0/"));
     EXPECT_EQ("Bad prefix length", why_of<IPv4Net>("10.0.0.0/8x"));

@@ -27,25 +27,20 @@ protected:
         std::remove((_dir + "/ran").c_str());
         rmdir(_dir.c_str());
     }
-    std::string log() const {
-        std::ifstream in(_log);
+    static std::string read(const std::string& path) {
         std::stringstream s;
-        s << in.rdbuf();
+        s << std::ifstream(path).rdbuf();
         return s.str();
     }
 
-    std::string _dir;
-    std::string _log;
+    std::string _dir, _log;
 };
 
 TEST_F(VelaTest, ExecuteCommandRunsProgramAndReturnsItsStatus)
 {
     std::string marker = _dir + "/ran";
     EXPECT_EQ(0, execute_command("/bin/sh", {"-c", "echo -n ok > " + marker}, false, false));
-    std::ifstream in(marker);
-    std::string content;
-    in >> content;
-    EXPECT_EQ("ok", content);
+    EXPECT_EQ("ok", read(marker));
 
     EXPECT_EQ(3, execute_command("/bin/sh", {"-c", "exit 3"}, false, false));
     errno = EPERM;
@@ -55,7 +50,7 @@ TEST_F(VelaTest, ExecuteCommandRunsProgramAndReturnsItsStatus)
     EXPECT_EQ("execute_command /bin/sh -c echo -n ok > " + marker +
                   "\nexecute_command /bin/sh -c exit 3\n"
                   "execute_command /nonexistent/ntp start\n",
-              log());
+              read(_log));
 }
 
 }  // namespace
