@@ -52,18 +52,6 @@ inline std::vector<std::string> input_chain()
     return lines_of(p.get());
 }
 
-// The SSH rate rules as iptables -S prints them back.
-inline std::string ssh_update(int n)
-{
-    return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount "
-        + std::to_string(n)
-        + " --rttl --name SSH --mask 255.255.255.255 --rsource -j DROP";
-}
-inline std::string ssh_set()
-{
-    return "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --set --name SSH --mask 255.255.255.255 --rsource";
-}
-
 // Collects the lines the daemon writes to its log while it lives.
 class LogCapture {
 public:

@@ -49,7 +49,9 @@ TEST_F(FailureModelTest, ConstructorChecksEachLimit)
     }
     // Only the first pair went in before the check stopped construction.
     EXPECT_EQ(2u, journal().size());
-    vector<string> expected = { ssh_update(20), ssh_set() };
+    vector<string> expected = {
+        "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount 20 --rttl --name SSH --mask 255.255.255.255 --rsource -j DROP",
+        "-A INPUT -p tcp -m tcp --dport 22 -m state --state NEW -m recent --set --name SSH --mask 255.255.255.255 --rsource"};
     EXPECT_EQ(expected, input_chain());
 }
 
