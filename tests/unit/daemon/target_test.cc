@@ -65,17 +65,14 @@ TEST_F(TargetTest, AnswersOfEachForm)
 }
 
 // No range check: a limit above 2147483647 goes through the %d of the rule
-// as the int of the same bits, whatever the word size or byte order; the
-// service script gets the u32 unsigned.
+// as the int of the same bits, whatever the word size or byte order.
 TEST_F(TargetTest, LimitsAboveIntMaxPrintNegative)
 {
     clear_journal();
     EXPECT_TRUE(_target->set_telnet_rate_limit(2147483648u).isOK());
     EXPECT_TRUE(_target->set_ssh_connection_limit(4294967295u).isOK());
-    EXPECT_TRUE(_target->set_telnet_connection_limit(4294967295u).isOK());
     const std::vector<string> lines = journal();
-    ASSERT_EQ(11u, lines.size());
-    EXPECT_EQ("/vela/bin/shell/telnet_connection-limit.sh 4294967295", lines[10]);
+    ASSERT_EQ(10u, lines.size());
     EXPECT_EQ("iptables -I INPUT -p tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount -2147483648 --rttl --name TELNET -j DROP",
               lines[3]);
     EXPECT_EQ("iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above -1 -j REJECT",
@@ -121,11 +118,9 @@ TEST_F(TargetTest, LoggingLevelAndFacility)
     EXPECT_TRUE(_target->get_logging_facility(facility).isOK());
     EXPECT_EQ(0u, facility);
     // A number the log refuses is remembered and answered all the same.
-    for (uint32_t f : {23u, 99u}) {
-        EXPECT_TRUE(_target->set_logging_facility(f).isOK());
-        EXPECT_TRUE(_target->get_logging_facility(facility).isOK());
-        EXPECT_EQ(f, facility);
-    }
+    EXPECT_TRUE(_target->set_logging_facility(99).isOK());
+    EXPECT_TRUE(_target->get_logging_facility(facility).isOK());
+    EXPECT_EQ(99u, facility);
 }
 
 TEST_F(TargetTest, ModulesFollowBirthsAndDeaths)
