@@ -2,6 +2,7 @@
 
 #include "tests/unit/accounts/account_test_env.hh"
 
+#include <shadow.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -58,19 +59,8 @@ bool shell(const std::string& command) {
 }
 
 std::string shadow_field(const std::string& user) {
-    std::istringstream lines(read_file("/etc/shadow"));
-    std::string line;
-    std::string field = "<no line>";
-    while (std::getline(lines, line)) {
-        if (line.compare(0, user.size() + 1, user + ":") != 0)
-            continue;
-        size_t end = line.find(':', user.size() + 1);
-        field = line.substr(user.size() + 1,
-                            end == std::string::npos
-                                ? std::string::npos
-                                : end - user.size() - 1);
-    }
-    return field;
+    struct spwd* entry = getspnam(user.c_str());
+    return entry == nullptr ? "<no line>" : entry->sp_pwdp;
 }
 
 void AccountFilesTest::SetUp() {
