@@ -9,7 +9,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "libxorp/xorp.h"
@@ -63,6 +65,11 @@ std::string shadow_field(const std::string& user) {
     return entry == nullptr ? "<no line>" : entry->sp_pwdp;
 }
 
+long open_descriptors() {
+    std::filesystem::directory_iterator fds("/proc/self/fd");
+    return std::distance(begin(fds), end(fds));
+}
+
 void AccountFilesTest::SetUp() {
     for (const char* path : kAccountFiles) {
         struct stat st;
@@ -70,9 +77,13 @@ void AccountFilesTest::SetUp() {
         _saved.push_back({path, read_file(path), st.st_mode & 07777,
                           st.st_uid, st.st_gid});
     }
+    login();  // its own descriptors are not the calls'
+    _descriptors = open_descriptors();
 }
 
 void AccountFilesTest::TearDown() {
+    // A leaked descriptor would also keep its locks of the account files.
+    EXPECT_EQ(_descriptors, open_descriptors()) << "a descriptor outlived the test";
     unlink("/etc/shadow+");
     for (const Saved& saved : _saved) {
         write_file(saved.path, saved.content);

@@ -42,9 +42,9 @@ std::string failure_of(F call) {
 // The password field of `user` in /etc/shadow, or "<no line>".
 std::string shadow_field(const std::string& user);
 
-// Restores /etc/shadow, /etc/passwd, /etc/group and /etc/gshadow (content,
-// mode and owner) to what they were when the test began, and removes a
-// left-over /etc/shadow+.
+// Checks that no descriptor outlives the test, then restores /etc/shadow,
+// /etc/passwd, /etc/group and /etc/gshadow (content, mode and owner) to what
+// they were when the test began, and removes a left-over /etc/shadow+.
 class AccountFilesTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -59,6 +59,7 @@ private:
         gid_t       gid;
     };
     std::vector<Saved> _saved;
+    long _descriptors = 0;
 };
 
 }  // namespace account_test

