@@ -6,7 +6,6 @@
 #include <errno.h>
 #include <spawn.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -113,11 +112,6 @@ class ShellTakenAwayTest : public UserLifecycleTest {
 protected:
     void SetUp() override {
         UserLifecycleTest::SetUp();
-        ASSERT_TRUE(shell("mkdir -p /tmp/tools && printf '#!/bin/dash\\n"
-                          "/bin/dash -c \"mv /bin/sh /bin/sh.away\"\\n' >/tmp/tools/addgroup"
-                          " && chmod 755 /tmp/tools/addgroup"));
-        _path = getenv("PATH");
-        setenv("PATH", ("/tmp/tools:" + _path).c_str(), 1);
         // Under qemu-user, posix_spawn's vfork runs as a fork: a shell that
         // cannot start is not reported to system(), so there is no error.
         pid_t pid;
@@ -126,18 +120,19 @@ protected:
             waitpid(pid, nullptr, 0);
             GTEST_SKIP() << "a failed exec does not reach the caller here (emulator)";
         }
+        ASSERT_TRUE(shell("mkdir -p /tmp/tools && printf '#!/bin/dash\\n"
+                          "/bin/dash -c \"mv /bin/sh /bin/sh.away\"\\n' >/tmp/tools/addgroup"
+                          " && chmod 755 /tmp/tools/addgroup"));
+        setenv("PATH", ("/tmp/tools:" + _path).c_str(), 1);
     }
     void TearDown() override {
         give_back_the_shell();
         setenv("PATH", _path.c_str(), 1);
         UserLifecycleTest::TearDown();
     }
-    void give_back_the_shell() {
-        if (file_exists("/bin/sh.away"))
-            rename("/bin/sh.away", "/bin/sh");
-    }
+    void give_back_the_shell() { rename("/bin/sh.away", "/bin/sh"); }
 
-    std::string _path;
+    const std::string _path = getenv("PATH");
 };
 
 TEST_F(ShellTakenAwayTest, CreateIsChecked) {
