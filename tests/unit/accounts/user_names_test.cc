@@ -70,13 +70,11 @@ TEST_F(UserLookupTest, XorpMembershipByMemberListOrPrimaryGroup) {
     add_passwd_line("member", 6102);
     add_passwd_line("primary", xorp_gid());
 
-    EXPECT_FALSE(login().is_user_in_xorp_group("plain"));
-    EXPECT_TRUE(login().is_user_in_xorp_group("member"));
-    EXPECT_TRUE(login().is_user_in_xorp_group("primary"));
-    // Not in the user database, but the member list names it.
-    EXPECT_TRUE(login().is_user_in_xorp_group("ghost"));
-    EXPECT_FALSE(login().is_user_in_xorp_group("membe"));
-    EXPECT_FALSE(login().is_user_in_xorp_group("nobody-here"));
+    // ghost is not in the user database, but the member list names it.
+    for (const char* name : {"member", "primary", "ghost"})
+        EXPECT_TRUE(login().is_user_in_xorp_group(name)) << name;
+    for (const char* name : {"plain", "membe", "nobody-here"})
+        EXPECT_FALSE(login().is_user_in_xorp_group(name)) << name;
 
     set_xorp_members("");
     EXPECT_FALSE(login().is_user_in_xorp_group("member"));

@@ -44,7 +44,6 @@ protected:
 };
 
 TEST_F(UserLifecycleTest, DefaultUsersEachHaveTheirOwnTreatment) {
-    login().create_user("root", "read-only");
     login().create_user("root", "super-user");
     login().set_user_class("root", "super-user");
     EXPECT_EQ("", take_commands()) << "root is never touched";
