@@ -1,7 +1,5 @@
 // What the account tests share: one LoginMain for the whole binary and the
-// system's account files as strings.
-// The binary runs only inside the sandbox: it rewrites /etc/shadow and adds
-// users and groups.
+// account files as strings. Sandbox only: it rewrites /etc/shadow, adds users.
 
 #ifndef LOGIN_TESTS_UNIT_ACCOUNTS_ACCOUNT_TEST_ENV_HH
 #define LOGIN_TESTS_UNIT_ACCOUNTS_ACCOUNT_TEST_ENV_HH

@@ -1,6 +1,5 @@
 // The rewrite of /etc/shadow when its steps fail for real: a full file
-// system, and a disk that refuses the sync. The file stays as it was and no
-// work file is left.
+// system, and a disk that refuses the sync.
 
 #include <sys/mount.h>
 #include <sys/syscall.h>
@@ -16,8 +15,7 @@ namespace {
 bool fail_fsync = false;
 }
 
-// Stands in for the C library's fsync in this binary, the daemon's code
-// linked into it included.
+// Stands in for the C library's fsync in this binary, the daemon's code included.
 extern "C" int fsync(int fd) {
     if (fail_fsync) {
         errno = EIO;

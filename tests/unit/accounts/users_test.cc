@@ -77,10 +77,9 @@ TEST_F(UserLifecycleTest, DefaultUsersEachHaveTheirOwnTreatment) {
     EXPECT_TRUE(login().user_exists("operator"));
 }
 
-// errno is not cleared before a tool runs, so a value left by an earlier
-// call fails the first check that comes: which commands ran shows where the
-// checks stand. (A look-up of the group xorp clears errno, so the super-user
-// paths and the rebuilds can't be probed this way.)
+// errno is not cleared before a tool runs, so a value left before the call
+// fails the first check: the commands that ran show where the checks stand.
+// Not so for super-user paths and rebuilds: their look-up of xorp clears errno.
 TEST_F(UserLifecycleTest, MakeGroupIsCheckedAndTheDeletesAreNot) {
     ASSERT_TRUE(shell("useradd -M -s /bin/false alice"));
     take_commands();
