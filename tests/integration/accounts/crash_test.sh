@@ -1,9 +1,8 @@
 #!/bin/bash
-# The daemon killed with SIGKILL at random moments while it changes a user's
-# password and moves the user between classes: /etc/shadow, /etc/passwd and
-# /etc/group are whole once it is back after every kill, every line of another account is
-# unchanged, the user's password field is one that was set, and the next
-# call goes through. ROUNDS (default 100) kills.
+# The daemon killed with SIGKILL at random moments of password changes and
+# class moves, ROUNDS (default 100) times: once it is back, /etc/shadow, passwd
+# and group are whole, other accounts' lines unchanged, the user's password
+# one that was set, and the next call goes through.
 set -u
 . "$(dirname "$0")/../daemon/lib.sh"
 rounds=${1:-100}

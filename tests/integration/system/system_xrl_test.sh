@@ -1,7 +1,6 @@
 #!/bin/bash
-# System settings through XRL: /etc/hosts, /etc/motd, /etc/issue and
-# /etc/ntp-server byte for byte, the sandbox's host name, and the command
-# lines run, for each operation and for refused input.
+# System settings through XRL: /etc/hosts, /etc/motd, /etc/issue, /etc/ntp-server
+# byte for byte, the host name, and the command lines run, refused input included.
 set -u
 . "$(dirname "$0")/../daemon/lib.sh"
 
@@ -16,8 +15,7 @@ file_is() {
     expect_eq "$name: $path" "$(printf -- "$format" "$@"; echo .)" "$(cat "$path" 2>&1; echo .)"
 }
 
-# runs NAME XRL-TAIL EXPECTED-LINES: the call answers success and runs
-# exactly these command lines.
+# runs NAME XRL-TAIL EXPECTED-LINES: the call succeeds and runs exactly these lines.
 runs() {
     : > $JOURNAL
     call_xrl "$LOGIN_XRL/$2" >/dev/null || fail "$1: answered $?"
@@ -48,22 +46,19 @@ runs "same name again" "set_hostname?hostname:txt=sw-2.lab" "hostname sw-2.lab"
 file_is "same name again" /etc/hosts "$kept%ssw-2.lab\n" "$long" "$HOST" "$HOST"
 expect_eq "sandbox host name" sw-2.lab "$(hostname)"
 
-# A last line without its newline gets one; the old host line without it
-# still counts as the old line.
+# A last line gets its missing newline, and still counts as the old host line.
 printf '::1 ip6\n%ssw-2.lab' "$HOST" > /etc/hosts
 runs "last line without newline" "set_hostname?hostname:txt=sw3" "hostname sw3"
 file_is "last line without newline" /etc/hosts '::1 ip6\n%ssw3\n' "$HOST"
 
-# A missing file is created. The failed open leaves errno set, so the check
-# after the tool answers failure although the name is in place.
+# A missing file is created; the failed open's errno fails the call all the same.
 rm /etc/hosts
 expect_failure "missing /etc/hosts" "System set hostname failed." \
     "$LOGIN_XRL/set_hostname?hostname:txt=sw4"
 file_is "missing /etc/hosts" /etc/hosts '%ssw4\n' "$HOST"
 expect_eq "sandbox host name" sw4 "$(hostname)"
 
-# A name the tool refuses (it takes no '_') is reported, though the file
-# already holds it.
+# A name the tool refuses (it takes no '_') is reported, though the file holds it.
 expect_failure "name the tool refuses" "System set hostname failed." \
     "$LOGIN_XRL/set_hostname?hostname:txt=sw_5"
 expect_eq "sandbox host name kept" sw4 "$(hostname)"
@@ -85,10 +80,8 @@ expect_failure "message on a full disk" "System login set message failed." \
     "$LOGIN_XRL/set_login_message?message:txt=x"
 umount /etc/issue
 
-# --- Hostile text for every text operation: the answer ("-": success,
-# the two without a failure answer log a warning instead), and nothing
-# changed anywhere, the journal included. (The host names the handler
-# refuses are unit tested; two rows show the answers end to end.)
+# --- Hostile text for every text operation: the answer ("-": success and a
+# logged warning), and nothing changed anywhere, the journal included.
 call_xrl "$LOGIN_XRL/set_login_announcement?announcement:txt=kept" >/dev/null
 call_xrl "$LOGIN_XRL/set_login_message?message:txt=kept" >/dev/null
 printf 'server 10.0.0.9\n' > /etc/ntp-server
@@ -132,9 +125,8 @@ System_set_tacacs_auth_type_failed. set_tacacs_auth_type?auth_type:txt=pap%0Areb
 TABLE
 expect_eq "one warning per refused clear" "$warnings" "$(grep -c ' refused, ' /tmp/login.log)"
 
-# --- NTP: stop, ntpdate, hwclock, start, in that order; no clock set on
-# delete. Stand-ins that record their calls show the order across the
-# shell and execute_command.
+# --- NTP: stop, ntpdate, hwclock, start, in that order; no clock set on delete.
+# Stand-ins record their calls across the shell and execute_command.
 for tool in /etc/init.d/ntp "$(command -v ntpdate)" "$(command -v hwclock)"; do
     printf '#!/bin/sh\necho "%s $*" >>%s\n' "${tool##*/}" $ORDER > "$tool"
 done

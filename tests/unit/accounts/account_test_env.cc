@@ -2,13 +2,16 @@
 
 #include "tests/unit/accounts/account_test_env.hh"
 
+#include <shadow.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "libxorp/xorp.h"
@@ -58,19 +61,13 @@ bool shell(const std::string& command) {
 }
 
 std::string shadow_field(const std::string& user) {
-    std::istringstream lines(read_file("/etc/shadow"));
-    std::string line;
-    std::string field = "<no line>";
-    while (std::getline(lines, line)) {
-        if (line.compare(0, user.size() + 1, user + ":") != 0)
-            continue;
-        size_t end = line.find(':', user.size() + 1);
-        field = line.substr(user.size() + 1,
-                            end == std::string::npos
-                                ? std::string::npos
-                                : end - user.size() - 1);
-    }
-    return field;
+    struct spwd* entry = getspnam(user.c_str());
+    return entry == nullptr ? "<no line>" : entry->sp_pwdp;
+}
+
+long open_descriptors() {
+    std::filesystem::directory_iterator fds("/proc/self/fd");
+    return std::distance(begin(fds), end(fds));
 }
 
 void AccountFilesTest::SetUp() {
@@ -80,9 +77,13 @@ void AccountFilesTest::SetUp() {
         _saved.push_back({path, read_file(path), st.st_mode & 07777,
                           st.st_uid, st.st_gid});
     }
+    login();  // its own descriptors are not the calls'
+    _descriptors = open_descriptors();
 }
 
 void AccountFilesTest::TearDown() {
+    // A leaked descriptor would also keep its locks of the account files.
+    EXPECT_EQ(_descriptors, open_descriptors()) << "a descriptor outlived the test";
     unlink("/etc/shadow+");
     for (const Saved& saved : _saved) {
         write_file(saved.path, saved.content);

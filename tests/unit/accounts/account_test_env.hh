@@ -1,7 +1,5 @@
 // What the account tests share: one LoginMain for the whole binary and the
-// system's account files as strings.
-// The binary runs only inside the sandbox: it rewrites /etc/shadow and adds
-// users and groups.
+// account files as strings. Sandbox only: it rewrites /etc/shadow, adds users.
 
 #ifndef LOGIN_TESTS_UNIT_ACCOUNTS_ACCOUNT_TEST_ENV_HH
 #define LOGIN_TESTS_UNIT_ACCOUNTS_ACCOUNT_TEST_ENV_HH
@@ -42,9 +40,9 @@ std::string failure_of(F call) {
 // The password field of `user` in /etc/shadow, or "<no line>".
 std::string shadow_field(const std::string& user);
 
-// Restores /etc/shadow, /etc/passwd, /etc/group and /etc/gshadow (content,
-// mode and owner) to what they were when the test began, and removes a
-// left-over /etc/shadow+.
+// Checks that no descriptor outlives the test, then restores /etc/shadow,
+// /etc/passwd, /etc/group and /etc/gshadow (content, mode and owner) to what
+// they were when the test began, and removes a left-over /etc/shadow+.
 class AccountFilesTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -59,6 +57,7 @@ private:
         gid_t       gid;
     };
     std::vector<Saved> _saved;
+    long _descriptors = 0;
 };
 
 }  // namespace account_test

@@ -1,6 +1,5 @@
 // The rewrite of /etc/shadow when its steps fail for real: a full file
-// system, and a disk that refuses the sync. The file stays as it was and no
-// work file is left.
+// system, and a disk that refuses the sync.
 
 #include <sys/mount.h>
 #include <sys/syscall.h>
@@ -16,8 +15,7 @@ namespace {
 bool fail_fsync = false;
 }
 
-// Stands in for the C library's fsync in this binary, the daemon's code
-// linked into it included.
+// Stands in for the C library's fsync in this binary, the daemon's code included.
 extern "C" int fsync(int fd) {
     if (fail_fsync) {
         errno = EIO;
@@ -31,18 +29,18 @@ namespace {
 
 using ShadowFailureTest = AccountFilesTest;
 
-std::string failed_rewrite() {
-    return failure_of([] { login().rewrite_shadow_password("bob", "new"); });
+// The rewrite fails with `why`; the file stays as it was, no work file is left.
+void expect_failed_rewrite(const char* why) {
+    write_file("/etc/shadow", "bob:old:1:\n");
+    EXPECT_EQ(why, failure_of([] { login().rewrite_shadow_password("bob", "new"); }));
+    EXPECT_EQ("bob:old:1:\n", read_file("/etc/shadow"));
+    EXPECT_FALSE(file_exists("/etc/shadow+"));
 }
 
 TEST_F(ShadowFailureTest, RefusedSyncLeavesTheFileAsItWas) {
-    write_file("/etc/shadow", "bob:old:1:\n");
     fail_fsync = true;
-    const std::string why = failed_rewrite();
+    expect_failed_rewrite(strerror(EIO));
     fail_fsync = false;
-    EXPECT_EQ(strerror(EIO), why);
-    EXPECT_EQ("bob:old:1:\n", read_file("/etc/shadow"));
-    EXPECT_FALSE(file_exists("/etc/shadow+"));
 }
 
 TEST_F(ShadowFailureTest, FullFileSystemLeavesTheFileAsItWas) {
@@ -52,10 +50,7 @@ TEST_F(ShadowFailureTest, FullFileSystemLeavesTheFileAsItWas) {
     struct Unmount {
         ~Unmount() { umount2("/etc", MNT_DETACH); }
     } unmount;
-    write_file("/etc/shadow", "bob:old:1:\n");
-    EXPECT_EQ(strerror(ENOSPC), failed_rewrite());
-    EXPECT_EQ("bob:old:1:\n", read_file("/etc/shadow"));
-    EXPECT_FALSE(file_exists("/etc/shadow+"));
+    expect_failed_rewrite(strerror(ENOSPC));
 }
 
 }  // namespace

@@ -12,8 +12,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <filesystem>
-#include <iterator>
 #include <string>
 
 #include "tests/unit/accounts/account_test_env.hh"
@@ -24,97 +22,21 @@ namespace {
 const char kShadow[] = "/etc/shadow";
 const char kWork[] = "/etc/shadow+";
 
-using ShadowRewriteTest = AccountFilesTest;
-
-// Content of /etc/shadow after rewriting `user` to `field` in `before`.
-std::string rewritten(const std::string& before, const std::string& user,
-                      const std::string& field) {
-    write_file(kShadow, before);
-    login().rewrite_shadow_password(user, field);
-    EXPECT_FALSE(file_exists(kWork));
-    return read_file(kShadow);
-}
-
-TEST_F(ShadowRewriteTest, OnlyTheFieldOfTheUsersLinesChanges) {
-    EXPECT_EQ("bobby:keep:1::\nbob:new:1:2:3:4:5:6:\nbo:x:\n",
-              rewritten("bobby:keep:1::\nbob:old:1:2:3:4:5:6:\nbo:x:\n",
-                        "bob", "new"));
-    EXPECT_EQ("bob:new\n", rewritten("bob:old\n", "bob", "new"));
-    EXPECT_EQ("bob:new\n", rewritten("bob:\n", "bob", "new"));
-    EXPECT_EQ("bob:new:1\nann:a:\nbob:new:2\n",
-              rewritten("bob:first:1\nann:a:\nbob:second:2\n", "bob", "new"));
-    // The empty field is a field like any other.
-    EXPECT_EQ("bob::1:\n", rewritten("bob:old:1:\n", "bob", ""));
-}
-
-TEST_F(ShadowRewriteTest, LinesEndInNewlineAndOtherwiseComeThroughWhole) {
-    EXPECT_EQ("a:1:\n\nbob:new:\nz:9\n",
-              rewritten("a:1:\n\nbob:old:\nz:9", "bob", "new"));
-    EXPECT_EQ("", rewritten("", "bob", "new"));
-    EXPECT_EQ("ann:a:\n", rewritten("ann:a:\n", "bob", "new"));
-
-    const std::string long_rest(6000, '7');
-    const std::string long_other = "zed:" + std::string(9000, 'z') + ":\n";
-    EXPECT_EQ(long_other + "bob:new:" + long_rest + "\n",
-              rewritten(long_other + "bob:" + std::string(5000, 'o') + ":" +
-                        long_rest + "\n", "bob", "new"));
-}
-
-TEST_F(ShadowRewriteTest, ModeAndOwnerOfTheFileAreKept) {
-    struct group* shadow_group = getgrnam("shadow");
-    ASSERT_NE(nullptr, shadow_group);
-    const gid_t shadow_gid = shadow_group->gr_gid;
-
-    for (mode_t mode : {mode_t(0640), mode_t(0600), mode_t(0444)}) {
-        write_file(kShadow, "bob:old:1:\n");
-        ASSERT_EQ(0, chown(kShadow, 0, shadow_gid));
-        ASSERT_EQ(0, chmod(kShadow, mode));
-        login().rewrite_shadow_password("bob", "new");
-        struct stat st;
-        ASSERT_EQ(0, stat(kShadow, &st));
-        EXPECT_EQ(mode, st.st_mode & 07777) << std::oct << mode;
-        EXPECT_EQ(shadow_gid, st.st_gid);
-        EXPECT_EQ(0u, st.st_uid);
-        EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
-    }
-}
-
-TEST_F(ShadowRewriteTest, StructureBreakingFieldIsRefusedBeforeAnyChange) {
-    const std::string before = "bob:old:1:\n";
-    write_file(kShadow, before);
-    const struct { std::string field, why; } cases[] = {
-        {"a:b", "Password must not contain ':'"},
-        {"a\nevil", "Password must not contain a newline"},
-        {std::string("a\0b", 3), "Password must not contain a control character"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.why, failure_of([&] {
-            login().rewrite_shadow_password("bob", c.field);
-        }));
-    }
-    EXPECT_EQ(before, read_file(kShadow));
-    EXPECT_FALSE(file_exists(kWork));
-}
-
-// A child process that holds a lock until it is killed.
+// A child process that holds a lock until it is killed: "record" the fcntl
+// write lock on /etc/shadow, "pwdf" lckpwdf().
 class LockHolder {
 public:
-    // kind "record": fcntl write lock on /etc/shadow; "pwdf": lckpwdf().
     explicit LockHolder(const std::string& kind) {
         int ready[2];
-        if (pipe(ready) != 0)
-            return;
-        _pid = fork();
-        if (_pid == 0) {
+        EXPECT_EQ(0, pipe(ready));
+        if ((_pid = fork()) == 0) {
             struct flock lock = {};
             lock.l_type = F_WRLCK;
-            int fd = kind == "record" ? open(kShadow, O_RDWR) : -1;
-            bool held = kind == "record" ? fd >= 0 && fcntl(fd, F_SETLK, &lock) == 0
+            bool held = kind == "record" ? fcntl(open(kShadow, O_RDWR), F_SETLK, &lock) == 0
                                          : lckpwdf() == 0;
-            if (write(ready[1], held ? "y" : "n", 1) != 1)
-                _exit(1);
-            for (;;)
+            if (write(ready[1], held ? "y" : "n", 1) == 1)
                 pause();
+            _exit(1);
         }
         close(ready[1]);
         char answer = 'n';
@@ -128,94 +50,83 @@ public:
     bool held() const { return _held; }
 
 private:
-    pid_t _pid = -1;
-    bool  _held = false;
+    pid_t _pid;
+    bool  _held;
 };
 
-TEST_F(ShadowRewriteTest, RecordLockOfAnotherProcessFailsTheCallAtOnce) {
-    const std::string before = "bob:old:1:\n";
-    write_file(kShadow, before);
-    LockHolder holder("record");
-    ASSERT_TRUE(holder.held());
+using ShadowFileTest = AccountFilesTest;
 
-    const std::string refused =
-        std::string("Can't lock /etc/shadow, ") + strerror(EAGAIN);
-    EXPECT_EQ(refused, failure_of([] {
-        login().rewrite_shadow_password("bob", "new");
-    }));
+TEST_F(ShadowFileTest, RewriteChangesOnlyTheFieldOfTheUsersLinesAndKeepsModeAndOwner) {
+    const std::string long_rest(6000, '7');
+    const std::string long_other = "zed:" + std::string(9000, 'z') + ":\n";
+    const struct { std::string before, field, after; } cases[] = {
+        {"bobby:keep:1::\nbob:old:1:2:3:4:5:6:\nbo:x:\n", "new",
+         "bobby:keep:1::\nbob:new:1:2:3:4:5:6:\nbo:x:\n"},
+        {"bob:old\n", "new", "bob:new\n"},
+        {"bob:\n", "new", "bob:new\n"},
+        {"bob:first:1\nann:a:\nbob:second:2\n", "new", "bob:new:1\nann:a:\nbob:new:2\n"},
+        {"bob:old:1:\n", "", "bob::1:\n"},
+        {"a:1:\n\nbob:old:\nz:9", "new", "a:1:\n\nbob:new:\nz:9\n"},
+        {"", "new", ""},
+        {"ann:a:\n", "new", "ann:a:\n"},
+        {long_other + "bob:" + std::string(5000, 'o') + ":" + long_rest + "\n", "new",
+         long_other + "bob:new:" + long_rest + "\n"},
+    };
+    // Neither the usual mode nor the work file's: the new file must take it over.
+    const struct group* shadow_group = getgrnam("shadow");
+    ASSERT_NE(nullptr, shadow_group);
+    ASSERT_EQ(0, chown(kShadow, 0, shadow_group->gr_gid));
+    ASSERT_EQ(0, chmod(kShadow, 0444));
+    for (const auto& c : cases) {
+        write_file(kShadow, c.before);
+        login().rewrite_shadow_password("bob", c.field);
+        EXPECT_EQ(c.after, read_file(kShadow)) << c.before.substr(0, 40);
+        EXPECT_FALSE(file_exists(kWork));
+        struct stat st;
+        ASSERT_EQ(0, stat(kShadow, &st));
+        EXPECT_EQ(0444u, st.st_mode & 07777);
+        EXPECT_EQ(shadow_group->gr_gid, st.st_gid);
+    }
+}
+
+TEST_F(ShadowFileTest, StructureBreakingFieldIsRefusedBeforeAnyChange) {
+    write_file(kShadow, "bob:old:1:\n");
+    const struct { std::string field, why; } cases[] = {
+        {"a:b", "Password must not contain ':'"},
+        {"a\nevil", "Password must not contain a newline"},
+        {std::string("a\0b", 3), "Password must not contain a control character"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.why, failure_of([&] { login().rewrite_shadow_password("bob", c.field); }));
+    }
+    EXPECT_EQ("bob:old:1:\n", read_file(kShadow));
     EXPECT_FALSE(file_exists(kWork));
-    EXPECT_EQ(before, read_file(kShadow));
-
-    std::string field = "untouched";
-    EXPECT_EQ(refused, failure_of([&] {
-        login().read_shadow_password("bob", field);
-    }));
-    EXPECT_EQ("untouched", field);
 }
 
-// The refused rewrite is checked through the daemon (switch_users_test.sh);
-// the read-back of a rebuild must not see a half-done edit either.
-TEST_F(ShadowRewriteTest, PasswordFilesLockedByAnotherProgramStopTheReadBack) {
+// The refused rewrite under the password-files lock is checked through the
+// daemon (switch_users_test.sh).
+TEST_F(ShadowFileTest, LocksOfAnotherProcessFailTheCallAndChangeNothing) {
     write_file(kShadow, "bob:old:1:\n");
-    LockHolder holder("pwdf");
-    ASSERT_TRUE(holder.held());
     std::string field = "untouched";
-    EXPECT_EQ("Can't lock the password files, another program holds them",
-              failure_of([&] { login().read_shadow_password("bob", field); }));
-    EXPECT_EQ("untouched", field);
-}
-
-long open_descriptors() {
-    std::filesystem::directory_iterator fds("/proc/self/fd");
-    return std::distance(begin(fds), end(fds));
-}
-
-TEST_F(ShadowRewriteTest, NoDescriptorOrLockOutlivesACall) {
-    write_file(kShadow, "bob:old:1:\n");
-    const long before = open_descriptors();
-    std::string field;
-
-    login().rewrite_shadow_password("bob", "new");
-    login().read_shadow_password("bob", field);
-    EXPECT_EQ(before, open_descriptors()) << "after success";
-
-    failure_of([] { login().rewrite_shadow_password("bob", "a:b"); });
     {
         LockHolder holder("record");
         ASSERT_TRUE(holder.held());
-        failure_of([] { login().rewrite_shadow_password("bob", "x"); });
-        failure_of([&] { login().read_shadow_password("bob", field); });
+        const std::string refused = std::string("Can't lock /etc/shadow, ") + strerror(EAGAIN);
+        EXPECT_EQ(refused, failure_of([] { login().rewrite_shadow_password("bob", "new"); }));
+        EXPECT_EQ(refused, failure_of([&] { login().read_shadow_password("bob", field); }));
     }
-    EXPECT_EQ(before, open_descriptors()) << "after a refused record lock";
-
-    write_file(kWork, "left behind\n");
-    failure_of([] { login().rewrite_shadow_password("bob", "x"); });
-    EXPECT_EQ(before, open_descriptors()) << "after the work file was in the way";
-
-    // Our own locks are gone: another process gets both at once.
-    LockHolder record("record");
-    EXPECT_TRUE(record.held());
-    LockHolder password_files("pwdf");
-    EXPECT_TRUE(password_files.held());
-}
-
-TEST_F(ShadowRewriteTest, LeftOverWorkFileIsRemovedAfterThirtyTries) {
-    const std::string before = "bob:old:1:\n";
-    write_file(kShadow, before);
-    write_file(kWork, "left by a process that died\n");
-
-    EXPECT_EQ("Work file /etc/shadow+ was in the way for 30 tries and has "
-              "been removed",
-              failure_of([] { login().rewrite_shadow_password("bob", "new"); }));
+    {
+        LockHolder holder("pwdf");
+        ASSERT_TRUE(holder.held());
+        EXPECT_EQ("Can't lock the password files, another program holds them",
+                  failure_of([&] { login().read_shadow_password("bob", field); }));
+    }
+    EXPECT_EQ("untouched", field);
+    EXPECT_EQ("bob:old:1:\n", read_file(kShadow));
     EXPECT_FALSE(file_exists(kWork));
-    EXPECT_EQ(before, read_file(kShadow));
-
-    // The next call finds the way clear.
-    login().rewrite_shadow_password("bob", "new");
-    EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
 }
 
-TEST_F(ShadowRewriteTest, WorkFileThatGoesAwayDuringTheTriesIsWaitedFor) {
+TEST_F(ShadowFileTest, WorkFileInTheWayIsWaitedForAndRemovedAfterThirtyTries) {
     write_file(kShadow, "bob:old:1:\n");
     write_file(kWork, "another editor at work\n");
     pid_t editor = fork();
@@ -225,36 +136,34 @@ TEST_F(ShadowRewriteTest, WorkFileThatGoesAwayDuringTheTriesIsWaitedFor) {
         _exit(0);
     }
     login().rewrite_shadow_password("bob", "new");
-    int status;
-    waitpid(editor, &status, 0);
+    waitpid(editor, nullptr, 0);
     EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
+
+    write_file(kWork, "left by a process that died\n");
+    EXPECT_EQ("Work file /etc/shadow+ was in the way for 30 tries and has been removed",
+              failure_of([] { login().rewrite_shadow_password("bob", "x"); }));
     EXPECT_FALSE(file_exists(kWork));
+    EXPECT_EQ("bob:new:1:\n", read_file(kShadow));
 }
 
-using ShadowReadBackTest = AccountFilesTest;
-
-std::string read_back(const std::string& content, const std::string& user) {
-    write_file(kShadow, content);
-    std::string field = "as given";
-    login().read_shadow_password(user, field);
-    EXPECT_EQ(content, read_file(kShadow));
-    return field;
-}
-
-TEST_F(ShadowReadBackTest, FieldOfTheLastMatchingLine) {
-    EXPECT_EQ("$6$salt$hash", read_back("bobby:x:\nbob:$6$salt$hash:1:\n",
-                                        "bob"));
-    EXPECT_EQ("second", read_back("bob:first:1\nbob:second:2\n", "bob"));
-    EXPECT_EQ("*", read_back("bob:*:1:\n", "bob"));
-    EXPECT_EQ("", read_back("bob::1:\n", "bob"));
-    EXPECT_EQ("", read_back("bob:", "bob"));
-    EXPECT_EQ("old", read_back("bob:old", "bob"));
-    EXPECT_EQ("old", read_back("bob:old\n", "bob"));
-}
-
-TEST_F(ShadowReadBackTest, NoLineLeavesTheCallersString) {
-    EXPECT_EQ("as given", read_back("bobby:x:1:\nann:y:\n", "bob"));
-    EXPECT_EQ("as given", read_back("", "bob"));
+TEST_F(ShadowFileTest, ReadBackGivesTheFieldOfTheLastMatchingLine) {
+    const struct { std::string content, field; } cases[] = {
+        {"bobby:x:\nbob:$6$salt$hash:1:\n", "$6$salt$hash"},
+        {"bob:first:1\nbob:second:2\n", "second"},
+        {"bob::1:\n", ""},
+        {"bob:", ""},
+        {"bob:old", "old"},
+        {"bob:old\n", "old"},
+        {"bobby:x:1:\nann:y:\n", "as given"},  // no line: the caller's string stays
+        {"", "as given"},
+    };
+    for (const auto& c : cases) {
+        write_file(kShadow, c.content);
+        std::string field = "as given";
+        login().read_shadow_password("bob", field);
+        EXPECT_EQ(c.field, field) << c.content;
+        EXPECT_EQ(c.content, read_file(kShadow));
+    }
 }
 
 }  // namespace
