@@ -36,8 +36,6 @@ expect_eq "only finder:// XRLs" 255 $?
 call_xrl finder://xrltest/common/0.1/reboot 2>/tmp/err
 expect_eq "unknown method" 255 $?
 expect_contains "unknown method message" "Failed.  Reason: 201 Resolve failed" "$(cat /tmp/err)"
-call_xrl finder://nobody/common/0.1/get_status 2>/tmp/err
-expect_eq "unknown target" 255 $?
 call_xrl 'finder://xrltest/common/0.1/get_status?extra:u32=1' 2>/tmp/err
 expect_eq "bad arguments" 3 $?
 expect_contains "bad arguments message" "Failed.  Reason: 101 Bad argument(s)" "$(cat /tmp/err)"

@@ -53,9 +53,6 @@ TEST(XrlTest, ParsesAndPrintsCanonicalText)
     EXPECT_EQ("finder", x.protocol());
     EXPECT_EQ("login", x.target());
     EXPECT_EQ("login/0.1/set_hostname", x.command());
-    EXPECT_EQ("login", x.interface_name());
-    EXPECT_EQ("0.1", x.version());
-    EXPECT_EQ("set_hostname", x.method_name());
     EXPECT_EQ("sw 1&x", x.args().get_string("hostname"));
     EXPECT_EQ("finder://login/login/0.1/set_hostname?hostname:txt=sw+1%26x",
               x.str());
