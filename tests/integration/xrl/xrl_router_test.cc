@@ -328,20 +328,6 @@ TEST_F(Transport, TargetThatStallsDiesOrRefusesFailsTheCalls)
     EXPECT_NE(std::string::npos, refused.err.note().find("refused"));
 }
 
-TEST_F(Transport, WithoutFinderSendIsRefusedAndTheRouterGivesUp)
-{
-    RawListener probe(false);
-    setenv("XORP_FINDER_CONNECT_TIMEOUT_MS", "300", 1);
-    XrlStdRouter lonely(e, "lonely", "127.0.0.1", probe.port, false);
-    unsetenv("XORP_FINDER_CONNECT_TIMEOUT_MS");
-    lonely.finalize();
-    Answer a;
-    EXPECT_FALSE(lonely.send(Xrl("finder://srv/test/0.1/echo"), a.cb()));
-    ASSERT_TRUE(run_until([&] { return lonely.failed(); }));
-    EXPECT_FALSE(lonely.ready());
-    EXPECT_FALSE(a.got);
-}
-
 // Unlike XORP's, routers reconnect and register again whenever the finder
 // comes back; calls between processes do not need it.
 TEST_F(Transport, RoutersComeBackWhenTheFinderReturns)

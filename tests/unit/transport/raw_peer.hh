@@ -104,16 +104,14 @@ private:
     uint32_t _seq = 1000;
 };
 
-// A socket bound to 127.0.0.1 that never answers by itself; without
-// listening, connections to it are refused.
+// A listening socket on 127.0.0.1 that never answers by itself.
 struct RawListener {
     int fd = socket(AF_INET, SOCK_STREAM, 0);
     uint16_t port = 0;
-    explicit RawListener(bool listening = true) {
+    RawListener() {
 	sockaddr_in sin = loopback(0);
 	EXPECT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&sin), sizeof(sin)));
-	if (listening)
-	    listen(fd, 8);
+	listen(fd, 8);
 	socklen_t len = sizeof(sin);
 	getsockname(fd, reinterpret_cast<sockaddr*>(&sin), &len);
 	port = ntohs(sin.sin_port);
