@@ -70,7 +70,9 @@ TEST_F(GeneratedTargetTest, UnboundBaseRegistersLaterAndLeavesOnDestruction)
 TEST_F(GeneratedTargetTest, GoodCallsReachTheMethodAndReturnOutputs)
 {
     // Every type and the keyword names: generated_client_test, through this base.
+    errno = EACCES;
     EXPECT_EQ("OK ", call("finder://echo_server/echo/1.2/ping"));
+    EXPECT_EQ(0, server.errno_at_ping);
     // Arguments are matched by name, in any order.
     EXPECT_EQ("OK sum:i32=3", call("echo_server/echo/1.2/add?b:i32=1&a:i32=2"));
     EXPECT_EQ("OK total:u32=0&count:u32=0",
