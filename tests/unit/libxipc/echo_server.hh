@@ -3,6 +3,7 @@
 #ifndef TESTS_UNIT_LIBXIPC_ECHO_SERVER_HH
 #define TESTS_UNIT_LIBXIPC_ECHO_SERVER_HH
 
+#include <cerrno>
 
 #include "xrl/targets/test_echo_base.hh"
 
@@ -11,9 +12,14 @@ public:
     explicit EchoServer(XrlCmdMap* cmds = 0) : XrlEchoServerTargetBase(cmds) {}
 
     std::vector<std::string> calls;     // method names, in order
+    int errno_at_ping = -1;
 
 protected:
-    XrlCmdError ping() override { return record("ping"); }
+    XrlCmdError ping() override
+    {
+        errno_at_ping = errno;
+        return record("ping");
+    }
 
     XrlCmdError add(const int32_t& a, const int32_t& b, int32_t& sum) override
     {

@@ -1,14 +1,8 @@
 // XORP's wire protocol against the traffic captured between real XORP
 // processes (captures/, described in captures/README.md).
 
-#include <arpa/inet.h>
-#include <dirent.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -19,14 +13,12 @@
 
 #include <gtest/gtest.h>
 
-#include "libxorp/eventloop.hh"
-#include "libxipc/big_endian.hh"
 #include "libxipc/finder_server.hh"
-#include "libxipc/finder_wire.hh"
 #include "libxipc/stcp_wire.hh"
 #include "libxipc/xrl.hh"
 #include "libxipc/xrl_args_packing.hh"
 #include "libxipc/xrl_std_router.hh"
+#include "raw_peer.hh"
 
 namespace {
 
@@ -69,14 +61,9 @@ std::vector<std::string>
 capture_files()
 {
     std::vector<std::string> names;
-    DIR* d = opendir(CAPTURE_DIR);
-    while (struct dirent* e = d ? readdir(d) : NULL) {
-	std::string n = e->d_name;
-	if (n.size() > 4 && n.compare(n.size() - 4, 4, ".hex") == 0)
-	    names.push_back(n);
-    }
-    if (d)
-	closedir(d);
+    for (const auto& f : std::filesystem::directory_iterator(CAPTURE_DIR))
+	if (f.path().extension() == ".hex")
+	    names.push_back(f.path().filename());
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -160,45 +147,10 @@ TEST(Conformance, EveryCapturedMessageDecodesAndEncodesBackByteForByte)
     EXPECT_LT(300u, checked);
 }
 
-// A blocking connection of one replayed client.
-class Client {
-public:
-    explicit Client(int fd, bool) : _fd(fd) {}
-    explicit Client(uint16_t port) : _fd(socket(AF_INET, SOCK_STREAM, 0)) {
-	sockaddr_in sin = {};
-	sin.sin_family = AF_INET;
-	sin.sin_port = htons(port);
-	sin.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-	EXPECT_EQ(0, connect(_fd, reinterpret_cast<sockaddr*>(&sin), sizeof(sin)));
-    }
-    ~Client() { close(_fd); }
-    int fd() const { return _fd; }
-    void write_all(const std::string& b) {
-	ASSERT_EQ(ssize_t(b.size()), write(_fd, b.data(), b.size()));
-    }
-    // One frame, or "" once the connection is closed.
-    std::string read_frame() {
-	std::string f(4, '\0');
-	if (!read_all(&f[0], 4))
-	    return "";
-	size_t n = get_u32(f.data());
-	f.resize(4 + n);
-	return read_all(&f[4], n) ? f : "";
-    }
+// One replayed client's connection.
+struct Client : RawPeer {
+    using RawPeer::RawPeer;
     std::map<uint32_t, uint32_t> seqs;	// the captured finder's to ours
-
-private:
-    bool read_all(char* p, size_t n) {
-	while (n > 0) {
-	    ssize_t r = read(_fd, p, n);
-	    if (r <= 0)
-		return false;
-	    p += r;
-	    n -= r;
-	}
-	return true;
-    }
-    int _fd;
 };
 
 uint32_t
@@ -226,16 +178,6 @@ TEST(Conformance, ReplayedClientsGetTheRealFindersMessages)
     EventLoop e;
     FinderServer finder(e, 0);
     ASSERT_TRUE(finder.listening());
-    auto readable = [&](int fd) {
-	bool expired = false;
-	XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
-	for (;;) {
-	    pollfd p = { fd, POLLIN, 0 };
-	    if (poll(&p, 1, 0) == 1 || expired)
-		return !expired;
-	    e.run();
-	}
-    };
     std::map<std::string, std::unique_ptr<Client> > clients;
     const char* files[] = {
 	"01-target-registration.hex", "02-call-xrl-get-status.hex",
@@ -264,7 +206,7 @@ TEST(Conformance, ReplayedClientsGetTheRealFindersMessages)
 	    if (m.to == "finder") {
 		std::unique_ptr<Client>& c = clients[m.from];
 		if (!c)
-		    c.reset(new Client(finder.port()));
+		    c.reset(new Client(e, finder.port()));
 		std::string bytes = m.bytes;
 		finderwire::Message f;
 		if (finderwire::parse(bytes.data(), bytes.size(), f) && !f.request) {
@@ -276,19 +218,20 @@ TEST(Conformance, ReplayedClientsGetTheRealFindersMessages)
 		    bytes[0] = char(n >> 24); bytes[1] = char(n >> 16);
 		    bytes[2] = char(n >> 8); bytes[3] = char(n);
 		}
-		c->write_all(bytes);
+		c->send_bytes(bytes);
 		if (bytes.find("Finder 0.3") != std::string::npos) {
-		    ASSERT_TRUE(readable(c->fd()));
-		    EXPECT_EQ("", c->read_frame()) << "not dropped";
+		    std::string f;
+		    ASSERT_TRUE(run_until_readable(e, c->fd()));
+		    EXPECT_FALSE(c->read_frame(f, 4)) << "not dropped";
 		    clients.erase(m.from);
 		}
 		continue;
 	    }
 	    std::unique_ptr<Client>& c = clients[m.to];
 	    ASSERT_TRUE(c) << file << ": no connection of " << m.to;
-	    ASSERT_TRUE(readable(c->fd())) << file << ": nothing for " << m.to
-					   << ", expected " << masked(m.bytes);
-	    std::string got = c->read_frame();
+	    std::string got;
+	    ASSERT_TRUE(c->read_frame(got, 4)) << file << ": nothing for " << m.to
+					      << ", expected " << masked(m.bytes);
 	    EXPECT_EQ(masked(m.bytes), masked(got)) << file << " to " << m.to;
 	    c->seqs[seq_of(m.bytes)] = seq_of(got);
 	    compared++;
@@ -308,16 +251,9 @@ answer_ok(const XrlArgs&, XrlArgs*)
 TEST(Conformance, RouterRegistersAsTheCapturedTarget)
 {
     EventLoop e;
-    int lfd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in sin = {};
-    sin.sin_family = AF_INET;
-    sin.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(sin);
-    ASSERT_EQ(0, bind(lfd, reinterpret_cast<sockaddr*>(&sin), sizeof(sin)));
-    listen(lfd, 1);
-    getsockname(lfd, reinterpret_cast<sockaddr*>(&sin), &len);
+    RawListener finder_port;
     setenv("XORP_PF", "t", 1);
-    XrlStdRouter r(e, "wire_target", "127.0.0.1", ntohs(sin.sin_port));
+    XrlStdRouter r(e, "wire_target", "127.0.0.1", finder_port.port);
     for (const char* cmd : { "common/0.1/get_status", "common/0.1/get_target_name",
 	    "finder_event_observer/0.1/xrl_target_birth",
 	    "finder_event_observer/0.1/xrl_target_death", "wire/0.1/all_types",
@@ -325,32 +261,20 @@ TEST(Conformance, RouterRegistersAsTheCapturedTarget)
 	r.add_handler(cmd, callback(&answer_ok));
     r.finalize();
     unsetenv("XORP_PF");
-    auto readable = [&](int fd) {
-	bool expired = false;
-	XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
-	pollfd p = { fd, POLLIN, 0 };
-	while (poll(&p, 1, 0) != 1 && !expired)
-	    e.run();
-	return !expired;
-    };
-    ASSERT_TRUE(readable(lfd));
-    Client finder(accept(lfd, NULL, NULL), true);
+    ASSERT_TRUE(run_until_readable(e, finder_port.fd));
+    RawPeer finder(e, accept(finder_port.fd, NULL, NULL));
     static const std::regex names("wire_target-[0-9a-f]{32}@127\\.0\\.0\\.1|127\\.0\\.0\\.1:[0-9]+");
     for (const Message& m : read_capture("01-target-registration.hex")) {
 	if (m.from == "finder") {
-	    finder.write_all(m.bytes);
+	    finder.send_bytes(m.bytes);
 	    continue;
 	}
-	ASSERT_TRUE(readable(finder.fd()));
+	std::string got;
+	ASSERT_TRUE(finder.read_frame(got, 4));
 	EXPECT_EQ(std::regex_replace(m.bytes.substr(4), names, "<name>"),
-		  std::regex_replace(finder.read_frame().substr(4), names, "<name>"));
+		  std::regex_replace(got.substr(4), names, "<name>"));
     }
-    bool expired = false;
-    XorpTimer guard = e.set_flag_after(TimeVal(5, 0), &expired);
-    while (!r.ready() && !expired)
-	e.run();
-    EXPECT_TRUE(r.ready());
-    close(lfd);
+    EXPECT_TRUE(run_until(e, [&] { return r.ready(); }));
 }
 
 }  // namespace
