@@ -101,6 +101,27 @@ TEST_F(TargetTest, HostNameChecks)
     }
 }
 
+// A line too long for the kernel starts no shell: that is never success.
+TEST_F(TargetTest, TextsTooLongForACommandLine)
+{
+    const string big(1 << 20, 'a');
+    const struct { XrlCmdError (XrlLoginTarget::*call)(const string&); const char* note; } cases[] = {
+        {&XrlLoginTarget::set_tacacs_key, "System set tacacs shared key failed."},
+        {&XrlLoginTarget::set_tacacs_auth_type, "System set tacacs auth type failed."},
+        {&XrlLoginTarget::set_syslog_file, "System set syslog local file position failed."},
+        {&XrlLoginTarget::set_ssh_root_login, "System set ssh root login failed."},
+    };
+    clear_journal();
+    for (const auto& c : cases) {
+        errno = 0;
+        expect_failed((_target.get()->*c.call)(big), c.note);
+    }
+    errno = 0;
+    EXPECT_EQ(-1, _login->clear_arp(big));  // no failure answer; a warning
+    EXPECT_EQ(-1, _login->clear_neighbours(big));
+    EXPECT_TRUE(journal().empty());
+}
+
 TEST_F(TargetTest, LoggingLevelAndFacility)
 {
     // Words are compared with their case: an unknown word enables all.
