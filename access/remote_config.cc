@@ -8,6 +8,7 @@
 
 #include "libxorp/xorp.h"
 
+#include "access/access_lists.hh"
 #include "core/login_main.hh"
 
 void
@@ -24,9 +25,6 @@ void
 LoginMain::disable_remote_config()
 {
     system("pkill -9 vela_sh_remote");
-    for (const string& prefix : _web_access_list)
-        system((string("iptables -D INPUT -p tcp --dport 8080 -s ") + prefix
-                + " -j ACCEPT").c_str());
-    _web_access_list.clear();
+    delete_web_access_accepts(_web_access_list);
     system("iptables -D INPUT -p tcp --dport 8080 -j DROP");
 }
