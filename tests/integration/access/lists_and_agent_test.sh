@@ -85,20 +85,19 @@ expect_eq "IPv4 closed by an IPv6 entry" "$remote_drop" "$(chain | grep -- '22,2
 ok "delete_remote_access_entry_ipv6?prefix:ipv6net=2001:db8:1::/48"
 expect_eq "remote rules after the last delete" "" "$(chain | grep -- '22,23'; chain6)"
 # --- A second add of a prefix runs nothing; its delete leaves no rule behind.
-for list in snmp web remote_ipv4 remote_ipv6; do
-    case $list in
-        snmp) prefix=ipv4net=10.1.1.0/24 add=add_snmp_access_entry del=delete_snmp_access_entry ;;
-        web) prefix=ipv4net=10.3.0.0/16 add=add_web_access_entry del=delete_web_access_entry ;;
-        remote_ipv4) prefix=ipv4net=10.4.0.0/16 add=add_remote_access_entry_ipv4 del=delete_remote_access_entry_ipv4 ;;
-        remote_ipv6) prefix=ipv6net=2001:db8:4::/48 add=add_remote_access_entry_ipv6 del=delete_remote_access_entry_ipv6 ;;
-    esac
+while read -r add del prefix; do
     ok "$add?prefix:$prefix"
     : > $JOURNAL
     ok "$add?prefix:$prefix"
-    expect_eq "lines of a second $list add" "" "$(cat $JOURNAL)"
+    expect_eq "lines of a second $add" "" "$(cat $JOURNAL)"
     ok "$del?prefix:$prefix"
-    expect_eq "$list rules of the deleted prefix" 0 "$( (chain; chain6) | grep -c -- "-s ${prefix#*=}")"
-done
+    expect_eq "rules after $del" 0 "$( (chain; chain6) | grep -c -- "-s ${prefix#*=}")"
+done <<'EOF'
+add_snmp_access_entry delete_snmp_access_entry ipv4net=10.1.1.0/24
+add_web_access_entry delete_web_access_entry ipv4net=10.3.0.0/16
+add_remote_access_entry_ipv4 delete_remote_access_entry_ipv4 ipv4net=10.4.0.0/16
+add_remote_access_entry_ipv6 delete_remote_access_entry_ipv6 ipv6net=2001:db8:4::/48
+EOF
 : > $JOURNAL
 ok "delete_snmp_access_entry?prefix:ipv4net=192.0.2.0/24"
 expect_eq "delete of an unknown prefix" \

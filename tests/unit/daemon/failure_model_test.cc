@@ -1,8 +1,6 @@
 // The failures of the limit operations, run against the sandbox's real
 // iptables: errno after the commands, and the tool refusing a rule.
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -17,28 +15,20 @@ namespace {
 using std::string;
 using std::vector;
 
-class FailureModelTest : public DaemonTest {};
-
-// An iptables first on PATH that refuses the rules holding the number in
-// $REFUSE, as a kernel refuses a hit count above its own cap.
-class RefusingTool {
-public:
-    explicit RefusingTool(const char* refuse) : _path(getenv("PATH"))
+// Puts first on PATH an iptables that refuses the rules holding the number
+// `refuse`, as a kernel refuses a hit count above its own cap.
+class FailureModelTest : public DaemonTest {
+protected:
+    void refuse(const char* number)
     {
-        FILE* f = fopen("/tmp/refusing-bin/iptables", "w");
-        if (f == nullptr && system("mkdir -p /tmp/refusing-bin") == 0)
-            f = fopen("/tmp/refusing-bin/iptables", "w");
-        fputs("#!/bin/sh\ncase \" $* \" in *\" $REFUSE \"*) exit 1;; esac\n"
-              "exec /sbin/iptables \"$@\"\n", f);
-        fclose(f);
-        chmod("/tmp/refusing-bin/iptables", 0755);
-        setenv("REFUSE", refuse, 1);
-        setenv("PATH", ("/tmp/refusing-bin:" + _path).c_str(), 1);
+        ASSERT_EQ(0, system("mkdir -p /tmp/refusing && printf '#!/bin/sh\\ncase \" $* \" in"
+                            " *\" $REFUSE \"*) exit 1;; esac\\nexec /sbin/iptables \"$@\"\\n'"
+                            " > /tmp/refusing/iptables && chmod +x /tmp/refusing/iptables"));
+        setenv("REFUSE", number, 1);
+        setenv("PATH", ("/tmp/refusing:" + _path).c_str(), 1);
     }
-    ~RefusingTool() { setenv("PATH", _path.c_str(), 1); }
-
-private:
-    string _path;
+    void TearDown() override { setenv("PATH", _path.c_str(), 1); DaemonTest::TearDown(); }
+    const string _path = getenv("PATH");
 };
 
 vector<string> sorted(vector<string> lines)
@@ -47,18 +37,15 @@ vector<string> sorted(vector<string> lines)
     return lines;
 }
 
-// The call fails with the reason, the old rule is put back and stays
-// remembered, so the next change deletes it.
+// The call fails with the reason, logged; the old rule is put back and stays
+// remembered, so the next change deletes it. At start-up, with nothing to put
+// back, construction stops.
 TEST_F(FailureModelTest, RefusedLimitKeepsTheOldRule)
 {
     build();
-    RefusingTool tool("30");
+    refuse("30");
     LogCapture log;
-    const struct {
-        void (LoginMain::*set)(const uint32_t&);
-        const char* reason;
-        const char* next_delete;
-    } cases[] = {
+    const struct { void (LoginMain::*set)(const uint32_t&); const char *reason, *next_delete; } cases[] = {
         {&LoginMain::set_telnet_rate_limit,
          "iptables refused the telnet rate limit 30 (exit status 1), the limit 20 stays",
          "iptables -D INPUT -p tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount 20 --rttl --name TELNET -j DROP"},
@@ -73,12 +60,7 @@ TEST_F(FailureModelTest, RefusedLimitKeepsTheOldRule)
         const vector<string> before = sorted(input_chain());
         log.clear();
         errno = 0;
-        try {
-            ((*_login).*c.set)(30);
-            ADD_FAILURE() << c.reason;
-        } catch (const LoginException& e) {
-            EXPECT_EQ(c.reason, e.why());
-        }
+        EXPECT_THROW(((*_login).*c.set)(30), LoginException);
         EXPECT_EQ(before, sorted(input_chain())) << c.reason;
         ASSERT_FALSE(log.lines().empty());
         EXPECT_NE(string::npos, log.lines()[0].find(string(c.reason) + "\n"));
@@ -86,18 +68,10 @@ TEST_F(FailureModelTest, RefusedLimitKeepsTheOldRule)
         ((*_login).*c.set)(10);
         EXPECT_EQ(c.next_delete, journal().at(0));
     }
-}
-
-// With nothing to put back, a refused default stops construction.
-TEST_F(FailureModelTest, RefusedDefaultStopsConstruction)
-{
-    RefusingTool tool("15");
-    try {
-        build();
-        FAIL() << "no LoginException";
-    } catch (const LoginException& e) {
-        EXPECT_EQ("iptables refused the SSH connection limit 15 (exit status 1)", e.why());
-    }
+    _target.reset();
+    _login.reset();
+    refuse("15");
+    EXPECT_THROW(build(), LoginException);
 }
 
 TEST_F(FailureModelTest, ConstructorChecksEachLimit)
