@@ -16,6 +16,7 @@
 #include "libxorp/xlog.h"
 #include "libxorp/c_format.hh"
 
+#include "access/access_lists.hh"
 #include "core/login_main.hh"
 #include "core/safe_file.hh"
 
@@ -59,9 +60,6 @@ void
 LoginMain::disable_remote_config()
 {
     system("pkill -9 vela_sh_remote");
-    for (const string& prefix : _web_access_list)
-        system((string("iptables -D INPUT -p tcp --dport 8080 -s ") + prefix
-                + " -j ACCEPT").c_str());
-    _web_access_list.clear();
+    delete_web_access_accepts(_web_access_list);
     system("iptables -D INPUT -p tcp --dport 8080 -j DROP");
 }

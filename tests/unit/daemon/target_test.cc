@@ -64,21 +64,6 @@ TEST_F(TargetTest, AnswersOfEachForm)
     expect_failed(_target->set_user_class("", "admin"), "Set user class failed, User is an empty string");
 }
 
-// No range check: a limit above 2147483647 goes through the %d of the rule
-// as the int of the same bits, whatever the word size or byte order.
-TEST_F(TargetTest, LimitsAboveIntMaxPrintNegative)
-{
-    clear_journal();
-    EXPECT_TRUE(_target->set_telnet_rate_limit(2147483648u).isOK());
-    EXPECT_TRUE(_target->set_ssh_connection_limit(4294967295u).isOK());
-    const std::vector<string> lines = journal();
-    ASSERT_EQ(10u, lines.size());
-    EXPECT_EQ("iptables -I INPUT -p tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount -2147483648 --rttl --name TELNET -j DROP",
-              lines[3]);
-    EXPECT_EQ("iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above -1 -j REJECT",
-              lines[5]);
-}
-
 TEST_F(TargetTest, HostNameChecks)
 {
     const string max_length = "System set hostname failed, max length is 63.";
