@@ -56,7 +56,7 @@ XrlArgs::drop_spare()
     size_t keep = std::max(_n, kSpare);
     if (_args.size() > keep)
         _args.erase(_args.begin() + keep, _args.end());
-    if (_args.capacity() > 4 * keep + 64)
+    if (_args.capacity() > std::max(keep, kRoom))
         std::vector<XrlAtom>(std::make_move_iterator(_args.begin()),
                              std::make_move_iterator(_args.end())).swap(_args);
 }

@@ -141,12 +141,15 @@ private:
         return *this;
     }
     // Destroys the atoms kept past the live ones beyond kSpare, and gives
-    // back the room of a message of very many.
+    // back the room of a message of very many (past kRoom).
     void drop_spare();
 
     // [0, _n) are the arguments; the atoms after them are kept from earlier
     // messages (at most kSpare of them once cleared) to be filled again.
     static constexpr size_t kSpare = 16;
+    // Room for this many atoms is kept (about 200 KiB); more is given
+    // back once a message that needed it is done with.
+    static constexpr size_t kRoom = 1024;
     std::vector<XrlAtom> _args;
     size_t _n = 0;
 };
