@@ -74,16 +74,24 @@ expect_eq "delete of an unknown prefix" \
 "iptables -D INPUT -p udp --dport 161 -s 192.0.2.0/24 -j ACCEPT
 iptables -D INPUT -p udp --dport 161 -j DROP" "$(cat $JOURNAL)"
 # --- The web list keeps its closing rule; a second enable adds another,
-# and disable takes away one of them with the agent.
+# and disable takes away one of them and the list's rules with the agent.
 ok "delete_web_access_entry?prefix:ipv4net=10.2.0.0/16"
 ok "enable_remote_config"
 expect_eq "tail after a second enable" "$(echo "$limits"; echo "$web_drop"; snmp 10.1.1.0/24
     echo "$web_drop")" "$(chain)"
+ok "add_web_access_entry?prefix:ipv4net=10.3.0.0/16"
 : > $JOURNAL
 ok "disable_remote_config"
 expect_eq "disable lines" "pkill -9 vela_sh_remote
+iptables -D INPUT -p tcp --dport 8080 -s 10.3.0.0/16 -j ACCEPT
 iptables -D INPUT -p tcp --dport 8080 -j DROP" "$(cat $JOURNAL)"
 expect_eq "tail after disable" "$(echo "$limits"; snmp 10.1.1.0/24; echo "$web_drop")" "$(chain)"
 wait_until '! agent_runs' "the agent still runs after disable_remote_config"
+# ... and forgets the list: a second disable deletes no source again.
+: > $JOURNAL
+ok "disable_remote_config"
+expect_eq "second disable lines" "pkill -9 vela_sh_remote
+iptables -D INPUT -p tcp --dport 8080 -j DROP" "$(cat $JOURNAL)"
+expect_eq "chain after a second disable" "$(echo "$limits"; snmp 10.1.1.0/24)" "$(chain)"
 kill $FINDER_PID
 finish

@@ -1,6 +1,7 @@
 // The XRL handlers of the target, called as the router would call them.
 
 #include <cerrno>
+#include <functional>
 #include <string>
 
 #include "libxipc/xrl_error.hh"
@@ -98,6 +99,42 @@ TEST_F(TargetTest, HostNameChecks)
         EXPECT_EQ(c.note, e.note()) << c.name;
         // A refused name runs nothing.
         EXPECT_EQ(c.note.empty(), !journal().empty()) << c.name;
+    }
+}
+
+// Every byte between two letters, for each text that reaches a root shell
+// unquoted: refused ones run nothing, the others run their one line.
+TEST_F(TargetTest, ShellTextsOfEveryByte)
+{
+    const string shell = "`$\\\"'|&;<>()*?[]{}~#!";
+    const struct {
+        const char* script;
+        std::function<XrlCmdError(const string&)> call;
+        string note, also_refused;
+    } ops[] = {
+        {"ssh_root-login.sh", [&](const string& t) { return _target->set_ssh_root_login(t); },
+         "System set ssh root login failed.", "\t"},
+        {"ssh_protocol-version.sh", [&](const string& t) { return _target->set_ssh_protocol_version(t); },
+         "System set ssh protocol version failed.", "\t"},
+        {"tacacs_key.sh", [&](const string& t) { return _target->set_tacacs_key(t); },
+         "System set tacacs shared key failed.", " "},
+        {"tacacs_auth_type.sh", [&](const string& t) { return _target->set_tacacs_auth_type(t); },
+         "System set tacacs auth type failed.", " "},
+    };
+    for (const auto& op : ops) {
+        clear_journal();
+        std::vector<string> lines;
+        for (int b = 0; b < 256; b++) {
+            const char c = static_cast<char>(b);
+            const string text = string("a") + c + "b";
+            const bool refused = (b < 0x20 && c != '\t') || b == 0x7f
+                || shell.find(c) != string::npos || op.also_refused.find(c) != string::npos;
+            XrlCmdError e = op.call(text);
+            EXPECT_EQ(refused ? op.note : "", e.note()) << op.script << " byte " << b;
+            if (!refused)
+                lines.push_back(string("/vela/bin/shell/") + op.script + " " + text);
+        }
+        EXPECT_EQ(lines, journal()) << op.script;
     }
 }
 

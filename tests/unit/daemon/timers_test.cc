@@ -1,9 +1,16 @@
 // Card states and the five job timers over minutes of virtual time. A `ping`
 // that prints nothing comes first on PATH: a pass is one quick journal line.
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <sstream>
+#include <thread>
 
 #include "daemon_fixture.hh"
 
@@ -55,7 +62,9 @@ TEST_F(TimersTest, TenMinutesBetweenStates8And10)
     for (uint32_t s : {0u, 9u, 10u, 11u, 8u, 10u, 10u})
         state(s);
     EXPECT_EQ("1 0 0 0 0 0", run(600));
-    state(8);
+    // Once started, only 10 stops them.
+    for (uint32_t s : {8u, 9u, 11u, 0u, 7u, 0xffffffffu})
+        state(s);
     EXPECT_EQ("61 2 1 10 10 10", run(600));
     EXPECT_EQ("syslog_rpsu_info", journal(VELA_LOG).at(1));
 }
@@ -85,6 +94,55 @@ TEST_F(TimersTest, FailedPassEndsOnlyTheLivenessTimer)
     EXPECT_EQ("1 2 1 10 10 10", run(590));
     state(8);           // starts it anew
     EXPECT_EQ("2 2 2 10 10 10", run(10));
+}
+
+// True when /proc/locks shows a lock request waiting on the file `inode`.
+bool lock_waited_on(ino_t inode)
+{
+    std::ifstream locks("/proc/locks");
+    std::string line, at = ":" + std::to_string(inode) + " ";
+    while (std::getline(locks, line))
+        if (line.find("-> ") != std::string::npos && line.find(at) != std::string::npos)
+            return true;
+    return false;
+}
+
+TEST_F(TimersTest, PassWritesUnderTheFileLock)
+{
+    const char* file = "/tmp/system/tac_live_servers";
+    int held[2], go[2];
+    ASSERT_EQ(0, pipe(held));
+    ASSERT_EQ(0, pipe(go));
+    pid_t reader = fork();
+    if (reader == 0) {
+        int fd = open(file, O_RDONLY | O_CREAT, 0644);
+        struct flock l = {};
+        l.l_type = F_RDLCK;
+        char c = fd >= 0 && fcntl(fd, F_SETLK, &l) == 0 ? 'y' : 'n';
+        if (write(held[1], &c, 1) == 1 && read(go[0], &c, 1) >= 0)
+            _exit(0);
+        _exit(1);
+    }
+    char c = 0;
+    ASSERT_EQ(1, read(held[0], &c, 1));
+    ASSERT_EQ('y', c);
+    struct stat st;
+    ASSERT_EQ(0, stat(file, &st));
+    std::atomic<bool> done(false);
+    std::thread pass([&] { _login->set_tacacs_server(IPv4("10.99.0.2")); done = true; });
+    while (!done && !lock_waited_on(st.st_ino))
+        usleep(1000);
+    EXPECT_FALSE(done) << "written while a reader held the file";
+    ASSERT_EQ(1, write(go[1], "x", 1));
+    pass.join();
+    int status;
+    waitpid(reader, &status, 0);
+    for (int fd : {held[0], held[1], go[0], go[1]})
+        close(fd);
+    std::ifstream in(file);
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ("server=10.99.0.2 ", text.str());
 }
 
 } // namespace
