@@ -140,6 +140,7 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
     try {
         if (!(hdr & kData)) {
             atom = XrlAtom();
+            atom._type = type;
             atom._name = std::move(name);
             return r.p - start;
         }

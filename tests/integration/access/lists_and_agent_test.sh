@@ -65,6 +65,10 @@ expect_eq "clear of the remote list" \
 iptables -D INPUT -p tcp -m multiport --dport 22,23 -s 2001:db8::/32 -j ACCEPT
 iptables -D INPUT -p tcp -m multiport --dport 22,23 -s 9.0.0.0/8 -j ACCEPT
 iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP" "$(cat $JOURNAL)"
+: > $JOURNAL
+ok "clear_remote_access_list"
+expect_eq "a second clear forgot the list" \
+    "iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP" "$(cat $JOURNAL)"
 # --- A duplicate leaves a rule behind; an unknown delete still deletes the closing rule.
 ok "add_snmp_access_entry?prefix:ipv4net=10.1.1.0/24"
 ok "delete_snmp_access_entry?prefix:ipv4net=10.1.1.0/24"

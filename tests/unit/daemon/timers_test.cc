@@ -58,8 +58,8 @@ protected:
 TEST_F(TimersTest, TenMinutesBetweenStates8And10)
 {
     _login->set_tacacs_server(IPv4("10.99.0.2"));
-    // Other states start nothing; 10 twice after 8 leaves nothing, not even the one-shot.
-    for (uint32_t s : {0u, 9u, 10u, 11u, 8u, 10u, 10u})
+    // 10 twice after 8 leaves nothing, not even the one-shot; other states start nothing.
+    for (uint32_t s : {8u, 10u, 10u, 0u, 9u, 11u, 7u, 0xffffffffu})
         state(s);
     EXPECT_EQ("1 0 0 0 0 0", run(600));
     // Once started, only 10 stops them.
@@ -75,7 +75,9 @@ TEST_F(TimersTest, SecondState8StartsEveryTimerOver)
     state(8);
     run(3);
     state(8);           // the first one's one-shot at 5 s and pass at 10 s are gone
-    EXPECT_EQ("1 0 1 0 0 0", run(9));
+    EXPECT_EQ("1 0 0 0 0 0", run(4));
+    EXPECT_EQ("1 0 1 0 0 0", run(1));
+    EXPECT_EQ("1 0 1 0 0 0", run(4));
     EXPECT_EQ("6 0 1 0 0 0", run(48));
     EXPECT_EQ("7 0 1 1 1 1", run(3));
 }
@@ -139,10 +141,17 @@ TEST_F(TimersTest, PassWritesUnderTheFileLock)
     waitpid(reader, &status, 0);
     for (int fd : {held[0], held[1], go[0], go[1]})
         close(fd);
-    std::ifstream in(file);
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ("server=10.99.0.2 ", text.str());
+    auto content = [&] {
+        std::ifstream in(file);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    };
+    EXPECT_EQ("server=10.99.0.2 ", content());
+    // The server falls silent: the next pass takes it out.
+    ASSERT_EQ(0, system("printf '#!/bin/sh\\necho \"3 packets transmitted, 0 received, 100%% packet loss\"\\n' >/tmp/quiet/ping"));
+    EXPECT_TRUE(_login->tac_live());
+    EXPECT_EQ("", content());
 }
 
 } // namespace

@@ -193,6 +193,18 @@ packed(const XrlArgs& args, const std::string* head = NULL)
     return out;
 }
 
+// Unpacked and packed again ("" when it does not unpack).
+std::string
+repacked(const std::string& bytes, bool with_head)
+{
+    XrlArgs args;
+    std::string head;
+    if (!xrl_args_unpack(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
+                         args, with_head ? &head : NULL))
+        return "";
+    return packed(args, with_head ? &head : NULL);
+}
+
 TEST(XrlArgsPackingTest, WholeMessagesOnlyAreRead)
 {
     const uint8_t blob[] = { 0x00, 0xff };
@@ -216,7 +228,7 @@ TEST(XrlArgsPackingTest, WholeMessagesOnlyAreRead)
         {packed(XrlArgs("m:mac=00:11:22:33:44:55")), false},
     };
     for (const auto& w : whole) {
-        EXPECT_TRUE(unpacks(w.bytes, w.head));
+        EXPECT_EQ(w.bytes, repacked(w.bytes, w.head)) << "types and values kept";
         // Every cut, down to nothing, ends inside a field or a count.
         for (size_t n = 0; n < w.bytes.size(); n++)
             EXPECT_FALSE(unpacks(w.bytes.substr(0, n), w.head)) << n << " of " << w.bytes.size();
@@ -262,6 +274,8 @@ TEST(XrlArgsPackingTest, LengthsAndValuesAtTheirLimits)
         {std::string("\xcc\x00\x00\x01\x4e", 5) + std::string(8, '\0'), true},
         {std::string("\xcc\x00\x00\x01\x4f", 5) + std::string(8, '\0'), false},
         {std::string("\xcc\x00\x00\x01\x40", 5), false},
+        {std::string("\xcc\x00\x00\x01\x0e", 5), true},
+        {std::string("\xcc\x00\x00\x01\x0f", 5), false},
         // A list in a list; an unnamed list of one u32.
         {std::string("\xcc\x00\x00\x01\x49\x00\x00\x00\x01\x49\x00\x00\x00\x00", 14), false},
         {std::string("\xcc\x00\x00\x01\x49\x00\x00\x00\x01\x42\x00\x00\x00\x07", 14), true},
@@ -305,6 +319,17 @@ TEST(XrlArgsPackingTest, NamesAndHead)
     EXPECT_FALSE(unpacks(packed(XrlArgs(":u32=1&a:u32=1")), true));
     EXPECT_FALSE(unpacks(std::string("\xcc\x00\x00\x00", 4), true));
     EXPECT_FALSE(unpacks(std::string("\xcc\x00\x00\x01\x08", 5), true));
+    EXPECT_FALSE(unpacks(std::string("\xcc\x00\x00\x02\x08\x42\0\0\0\x01", 10), true));
+}
+
+TEST(XrlArgsPackingTest, DeeplyNestedListsAreRefusedWithoutCrashing)
+{
+    // A million lists of one, each in the last: 5 MB, well inside one packet.
+    std::string bytes("\xcc\x00\x00\x01", 4);
+    for (int i = 0; i < 1000000; i++)
+        bytes += std::string("\x49\x00\x00\x00\x01", 5);
+    bytes += std::string("\x42\0\0\0\x01", 5);
+    EXPECT_FALSE(unpacks(bytes));
 }
 
 }  // namespace
