@@ -30,10 +30,12 @@ std::string rewritten(const std::string& frame, finderwire::Message& m) {
     return out;
 }
 
-std::string packed(const std::string& bytes, std::string* head) {
+// Read from `p` itself, not a copy: a string's copy ends in a NUL byte
+// that would hide a read one past the end.
+std::string packed(const uint8_t* p, size_t n, std::string* head) {
     XrlArgs args;
     std::string out;
-    if (xrl_args_unpack(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), args, head))
+    if (xrl_args_unpack(p, n, args, head))
         xrl_args_pack(out, args, head);
     return out;
 }
@@ -57,8 +59,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     std::string head;
     std::string* with_head = size > 0 && (data[size - 1] & 1) ? &head : nullptr;
-    once = packed(bytes, with_head);
-    if (!once.empty() && packed(once, with_head) != once)
+    once = packed(data, size, with_head);
+    if (!once.empty()
+        && packed(reinterpret_cast<const uint8_t*>(once.data()), once.size(), with_head) != once)
         abort();
     return 0;
 }

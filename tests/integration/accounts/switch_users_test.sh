@@ -16,6 +16,7 @@ groupadd -g 1500 crew
 for id in 1600 1700; do groupadd -g $id u$id; done
 for id in 1599 1600 1700 1701; do useradd -M -d /tmp/elsewhere -u $id -g $(getent group u$id crew | cut -d: -f3 | head -1) u$id 2>/dev/null; done
 groupadd -g 1499 g1499 && groupadd -g 1701 g1701
+useradd -M -d /tmp/elsewhere -u 1650 -g crew stray && groupadd -g 1651 stray
 useradd -m -d /tmp/elsewhere away
 
 # --- System accounts, groups not a user's own, homes outside /tmp/home/,
@@ -42,6 +43,7 @@ delete_user u1700 read-only Delete user failed, Home directory /tmp/elsewhere of
 set_user_class u1701 super-user Set user class failed, User u1701 is a system account
 create_user g1499 read-only Create user failed, Group g1499 is a system group
 create_user g1701 read-only Create user failed, Group g1701 is a system group
+set_user_class stray super-user Set user class failed, Group stray exists and is not the private group of user stray
 END
 cp /tmp/login.defs /etc/login.defs
 expect_eq "refusals run nothing" "" "$(cat $JOURNAL)"

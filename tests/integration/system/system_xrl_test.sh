@@ -108,14 +108,8 @@ System_login_delete_announcement_failed. delete_login_announcement?announcement:
 System_login_delete_message_failed. delete_login_message?message:txt=%00
 System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=disk%3Breboot
 System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=disk%00%3Breboot
-System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=disk%0Areboot
-System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=d%C3%A9
 System_set_ssh_root_login_failed. set_ssh_root_login?root_login:txt=yes%00%3Breboot
-System_set_ssh_root_login_failed. set_ssh_root_login?root_login:txt=yes%0Areboot
-System_set_ssh_protocol_version_failed. set_ssh_protocol_version?version:txt=2%00
 System_set_tacacs_shared_key_failed. set_tacacs_key?key:txt=s3cr%00et%3Breboot
-System_set_tacacs_shared_key_failed. set_tacacs_key?key:txt=s3cret%0Areboot
-System_set_tacacs_auth_type_failed. set_tacacs_auth_type?auth_type:txt=ascii%00
 System_set_tacacs_auth_type_failed. set_tacacs_auth_type?auth_type:txt=pap%0Areboot
 - clear_arp?text:txt=clear+arp+x%3Breboot
 - clear_arp?text:txt=clear%00arp+10.0.0.1

@@ -326,6 +326,18 @@ TEST_F(Transport, TargetThatStallsDiesOrRefusesFailsTheCalls)
     Answer refused = call(*client, Xrl("finder://stall/test/0.1/wait"));
     EXPECT_EQ(SEND_FAILED, refused.err.error_code());
     EXPECT_NE(std::string::npos, refused.err.note().find("refused"));
+
+    // Silent: a target that answers nothing, not even the keepalive, is
+    // dropped after two periods and its call fails long before its timeout.
+    setenv("XORP_SENDER_KEEPALIVE_TIME", "1", 1);
+    RawListener mute;
+    RawPeer reg_mute(e, finder->port());
+    register_raw(reg_mute, "mute", "mute-1@127.0.0.1", mute.port);
+    Answer quiet;
+    ASSERT_TRUE(client->send(Xrl("finder://mute/test/0.1/wait"), quiet.cb()));
+    EXPECT_TRUE(run_until([&] { return quiet.got; }));
+    unsetenv("XORP_SENDER_KEEPALIVE_TIME");
+    EXPECT_EQ(SEND_FAILED, quiet.err.error_code());
 }
 
 // Unlike XORP's, routers reconnect and register again whenever the finder

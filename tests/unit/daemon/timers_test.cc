@@ -65,7 +65,8 @@ TEST_F(TimersTest, TenMinutesBetweenStates8And10)
     // Once started, only 10 stops them.
     for (uint32_t s : {8u, 9u, 11u, 0u, 7u, 0xffffffffu})
         state(s);
-    EXPECT_EQ("61 2 1 10 10 10", run(600));
+    EXPECT_EQ("25 1 1 4 4 4", run(240));
+    EXPECT_EQ("61 2 1 10 10 10", run(360));
     EXPECT_EQ("syslog_rpsu_info", journal(VELA_LOG).at(1));
 }
 

@@ -276,6 +276,8 @@ TEST(XrlArgsPackingTest, LengthsAndValuesAtTheirLimits)
         {std::string("\xcc\x00\x00\x01\x40", 5), false},
         {std::string("\xcc\x00\x00\x01\x0e", 5), true},
         {std::string("\xcc\x00\x00\x01\x0f", 5), false},
+        // Any byte but 0 is true.
+        {std::string("\xcc\x00\x00\x01\x4a\x02", 6), true},
         // A list in a list; an unnamed list of one u32.
         {std::string("\xcc\x00\x00\x01\x49\x00\x00\x00\x01\x49\x00\x00\x00\x00", 14), false},
         {std::string("\xcc\x00\x00\x01\x49\x00\x00\x00\x01\x42\x00\x00\x00\x07", 14), true},
