@@ -15,13 +15,13 @@ namespace {
 
 // The frame written again from what `frame` holds, or "" when it is no
 // frame (or would not fit once written again: a note may grow).
-std::string rewritten(const std::string& frame, finderwire::Message& m) {
+std::string rewritten(const char* frame, size_t size, finderwire::Message& m) {
     size_t length = 0;
     const char* why = nullptr;
     uint32_t code = 0;
     std::string note, args, out;
-    if (finderwire::split(frame.data(), frame.size(), length, why) != FRAME_READY
-        || length != frame.size() || !finderwire::parse(frame.data(), length, m))
+    if (finderwire::split(frame, size, length, why) != FRAME_READY
+        || length != size || !finderwire::parse(frame, length, m))
         return "";
     if (m.request)
         finderwire::append_request(out, m.seq, std::string(m.body, m.body_len));
@@ -30,8 +30,6 @@ std::string rewritten(const std::string& frame, finderwire::Message& m) {
     return out;
 }
 
-// Read from `p` itself, not a copy: a string's copy ends in a NUL byte
-// that would hide a read one past the end.
 std::string packed(const uint8_t* p, size_t n, std::string* head) {
     XrlArgs args;
     std::string out;
@@ -43,17 +41,20 @@ std::string packed(const uint8_t* p, size_t n, std::string* head) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    // Read from `data` itself, not a copy: a string's copy ends in a NUL
+    // byte that would hide a read one past the end.
+    const char* bytes = reinterpret_cast<const char*>(data);
     finderwire::Message m, m2;
-    std::string once = rewritten(bytes, m);
-    if (!once.empty() && (rewritten(once, m2) != once || m2.request != m.request || m2.seq != m.seq))
+    std::string once = rewritten(bytes, size, m);
+    if (!once.empty() && (rewritten(once.data(), once.size(), m2) != once
+                          || m2.request != m.request || m2.seq != m.seq))
         abort();
 
     size_t length = 0;
     const char* why = nullptr;
     stcp::Header h;
-    if (stcp::split(bytes.data(), size, length, why) == FRAME_READY
-        && (stcp::read_header(bytes.data(), h),
+    if (stcp::split(bytes, size, length, why) == FRAME_READY
+        && (stcp::read_header(bytes, h),
             stcp::kHeaderSize + uint64_t(h.note_len) + h.data_len != length))
         abort();
 

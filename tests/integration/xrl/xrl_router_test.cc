@@ -338,6 +338,22 @@ TEST_F(Transport, TargetThatStallsDiesOrRefusesFailsTheCalls)
     EXPECT_TRUE(run_until([&] { return quiet.got; }));
     unsetenv("XORP_SENDER_KEEPALIVE_TIME");
     EXPECT_EQ(SEND_FAILED, quiet.err.error_code());
+
+    // The other way round: a caller that sends nothing is closed by the
+    // target's listener after two periods.
+    struct NoHandlers : StcpDispatcher {
+	XrlError stcp_dispatch(const std::string&, const XrlArgs&, XrlArgs&) override {
+	    return XrlError::OKAY();
+	}
+    } none;
+    StcpListener idle(e, none);
+    setenv("XORP_LISTENER_KEEPALIVE_TIMEOUT", "1", 1);
+    ASSERT_TRUE(idle.listen("127.0.0.1"));
+    unsetenv("XORP_LISTENER_KEEPALIVE_TIMEOUT");
+    RawPeer caller(e, uint16_t(atoi(idle.address().substr(idle.address().find(':') + 1).c_str())));
+    ASSERT_TRUE(run_until_readable(e, caller.fd()));
+    char byte;
+    EXPECT_EQ(0, read(caller.fd(), &byte, 1)) << "closed by the listener";
 }
 
 // Unlike XORP's, routers reconnect and register again whenever the finder
