@@ -7,7 +7,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -18,8 +17,11 @@
 #include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
+#include "core/safe_file.hh"
 
 static const char TAC_LIVE_FILE[] = "/tmp/system/tac_live_servers";
+// 30 tries 100 ms apart: the password-files lock's budget.
+static const int kLockTries = 30;
 
 // "server=A server=B " in the set's (byte) order; empty for an empty set.
 static string
@@ -38,6 +40,36 @@ log_tac_live_warning(int line, const char* format)
     char where[8000];
     snprintf(where, 8000, "+%d %s %s", line, "login_main.cc", "tac_live");
     xlog_warning("LOGIN", where, format, TAC_LIVE_FILE);
+}
+
+enum class LiveFile { kWritten, kNotOpened, kNotLocked };
+
+// Replaces the content of the live-server file with `text`, under a write
+// lock. The file is opened without following a link, only in a directory
+// closed to others, readable by all and writable by root only. The lock is
+// waited for about 3 s at most, since anyone who can read the file can hold
+// it; without it nothing is written and the old content stays whole.
+static LiveFile
+write_live_servers(const string& text)
+{
+    int fd = open_safe_file(TAC_LIVE_FILE, O_WRONLY | O_CREAT, 0644);
+    if (fd < 0) {
+        log_tac_live_warning(__LINE__, "Open %s error.");
+        return LiveFile::kNotOpened;
+    }
+    if (!lock_whole_file(fd, kLockTries)) {
+        log_tac_live_warning(__LINE__, "Could not lock %s.");
+        close(fd);
+        return LiveFile::kNotLocked;
+    }
+    if (ftruncate(fd, 0) == 0 && !text.empty()) {
+        ssize_t written = write(fd, text.data(), text.size());
+        UNUSED(written);
+    }
+    if (!unlock_whole_file(fd))
+        log_tac_live_warning(__LINE__, "Could not unlock %s.");
+    close(fd);
+    return LiveFile::kWritten;
 }
 
 int
@@ -75,29 +107,16 @@ LoginMain::tac_live()
     string text = server_list_text(_tacacs_live_servers);
     if (!_tacacs_live_changed)
         return true;
-    umask(0);
-    int fd = open(TAC_LIVE_FILE, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (fd < 0) {
+    switch (write_live_servers(text)) {
+    case LiveFile::kNotOpened:
         // Still marked changed, so that the next pass writes the file.
-        log_tac_live_warning(__LINE__, "Open %s error.");
         return false;
+    case LiveFile::kNotLocked:
+        return true;    // tried again by the next pass
+    case LiveFile::kWritten:
+        break;
     }
     _tacacs_live_changed = false;
-    struct flock lock;
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = 0;
-    lock.l_len = 0;
-    if (fcntl(fd, F_SETLKW, &lock) == -1)
-        log_tac_live_warning(__LINE__, "Could not lock %s.");
-    if (!text.empty()) {
-        ssize_t written = write(fd, text.data(), text.size());
-        UNUSED(written);
-    }
-    lock.l_type = F_UNLCK;
-    if (fcntl(fd, F_SETLKW, &lock) == -1)
-        log_tac_live_warning(__LINE__, "Could not unlock %s.");
-    close(fd);
     return true;
 }
 
