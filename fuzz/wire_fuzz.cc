@@ -16,13 +16,13 @@ namespace {
 
 // The frame written again from what `frame` holds, or "" when it is no
 // frame (or would not fit once written again: a note may grow).
-std::string rewritten(const std::string& frame, finderwire::Message& m) {
+std::string rewritten(const char* frame, size_t size, finderwire::Message& m) {
     size_t length = 0;
     const char* why = nullptr;
     uint32_t code = 0;
     std::string note, args, out;
-    if (finderwire::split(frame.data(), frame.size(), length, why) != FRAME_READY
-        || length != frame.size() || !finderwire::parse(frame.data(), length, m))
+    if (finderwire::split(frame, size, length, why) != FRAME_READY
+        || length != size || !finderwire::parse(frame, length, m))
         return "";
     if (m.request)
         finderwire::append_request(out, m.seq, std::string(m.body, m.body_len));
@@ -31,14 +31,13 @@ std::string rewritten(const std::string& frame, finderwire::Message& m) {
     return out;
 }
 
-std::string packed(const std::string& bytes, std::string* head) {
+std::string packed(const uint8_t* p, size_t n, std::string* head) {
     static XrlArgs reused;
     static std::string reused_head;
-    const uint8_t* p = reinterpret_cast<const uint8_t*>(bytes.data());
     XrlArgs args;
     std::string out;
-    bool ok = xrl_args_unpack(p, bytes.size(), args, head);
-    if (xrl_args_unpack(p, bytes.size(), reused, head ? &reused_head : nullptr) != ok
+    bool ok = xrl_args_unpack(p, n, args, head);
+    if (xrl_args_unpack(p, n, reused, head ? &reused_head : nullptr) != ok
         || (ok && (reused != args || (head && reused_head != *head))))
         abort();
     if (ok)
@@ -49,24 +48,28 @@ std::string packed(const std::string& bytes, std::string* head) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    // Read from `data` itself, not a copy: a string's copy ends in a NUL
+    // byte that would hide a read one past the end.
+    const char* bytes = reinterpret_cast<const char*>(data);
     finderwire::Message m, m2;
-    std::string once = rewritten(bytes, m);
-    if (!once.empty() && (rewritten(once, m2) != once || m2.request != m.request || m2.seq != m.seq))
+    std::string once = rewritten(bytes, size, m);
+    if (!once.empty() && (rewritten(once.data(), once.size(), m2) != once
+                          || m2.request != m.request || m2.seq != m.seq))
         abort();
 
     size_t length = 0;
     const char* why = nullptr;
     stcp::Header h;
-    if (stcp::split(bytes.data(), size, length, why) == FRAME_READY
-        && (stcp::read_header(bytes.data(), h),
+    if (stcp::split(bytes, size, length, why) == FRAME_READY
+        && (stcp::read_header(bytes, h),
             stcp::kHeaderSize + uint64_t(h.note_len) + h.data_len != length))
         abort();
 
     std::string head;
     std::string* with_head = size > 0 && (data[size - 1] & 1) ? &head : nullptr;
-    once = packed(bytes, with_head);
-    if (!once.empty() && packed(once, with_head) != once)
+    once = packed(data, size, with_head);
+    if (!once.empty()
+        && packed(reinterpret_cast<const uint8_t*>(once.data()), once.size(), with_head) != once)
         abort();
     return 0;
 }

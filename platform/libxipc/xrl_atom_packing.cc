@@ -168,11 +168,9 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
         return 0;
     const XrlAtomType type = static_cast<XrlAtomType>(hdr & kTypeMask);
     atom._have_data = false;
-    if (!(hdr & kData)) {
-        atom._type = xrlatom_no_type;
-        return r.p - start;
-    }
     atom._type = type;
+    if (!(hdr & kData))
+        return r.p - start;
     try {
         switch (type) {
         case xrlatom_int32:

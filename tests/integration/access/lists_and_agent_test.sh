@@ -120,5 +120,10 @@ iptables -D INPUT -p tcp --dport 8080 -j DROP" "$(cat $JOURNAL)"
 expect_eq "tail after disable" "$(echo "$limits"; snmp 10.1.1.0/24; echo "$snmp_drop"
     echo "$web_drop")" "$(chain)"
 wait_until '! agent_runs' "the agent still runs after disable_remote_config"
+# ... and forgets the list: a second disable deletes no source again.
+: > $JOURNAL
+ok "disable_remote_config"
+expect_eq "second disable lines" "pkill -9 vela_sh_remote
+iptables -D INPUT -p tcp --dport 8080 -j DROP" "$(cat $JOURNAL)"
 kill $FINDER_PID
 finish

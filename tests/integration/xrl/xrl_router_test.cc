@@ -344,6 +344,34 @@ TEST_F(Transport, TargetThatStallsDiesOrRefusesFailsTheCalls)
     Answer refused = call(*client, Xrl("finder://stall/test/0.1/wait"));
     EXPECT_EQ(SEND_FAILED, refused.err.error_code());
     EXPECT_NE(std::string::npos, refused.err.note().find("refused"));
+
+    // Silent: a target that answers nothing, not even the keepalive, is
+    // dropped after two periods and its call fails long before its timeout.
+    setenv("XORP_SENDER_KEEPALIVE_TIME", "1", 1);
+    RawListener mute;
+    RawPeer reg_mute(e, finder->port());
+    register_raw(reg_mute, "mute", "mute-1@127.0.0.1", mute.port);
+    Answer quiet;
+    ASSERT_TRUE(client->send(Xrl("finder://mute/test/0.1/wait"), quiet.cb()));
+    EXPECT_TRUE(run_until([&] { return quiet.got; }));
+    unsetenv("XORP_SENDER_KEEPALIVE_TIME");
+    EXPECT_EQ(SEND_FAILED, quiet.err.error_code());
+
+    // The other way round: a caller that sends nothing is closed by the
+    // target's listener after two periods.
+    struct NoHandlers : StcpDispatcher {
+	XrlError stcp_dispatch(const std::string&, const XrlArgs&, XrlArgs&) override {
+	    return XrlError::OKAY();
+	}
+    } none;
+    StcpListener idle(e, none);
+    setenv("XORP_LISTENER_KEEPALIVE_TIMEOUT", "1", 1);
+    ASSERT_TRUE(idle.listen("127.0.0.1"));
+    unsetenv("XORP_LISTENER_KEEPALIVE_TIMEOUT");
+    RawPeer caller(e, uint16_t(atoi(idle.address().substr(idle.address().find(':') + 1).c_str())));
+    ASSERT_TRUE(run_until_readable(e, caller.fd()));
+    char byte;
+    EXPECT_EQ(0, read(caller.fd(), &byte, 1)) << "closed by the listener";
 }
 
 // A handler may turn the loop, and calls that arrive meanwhile are answered

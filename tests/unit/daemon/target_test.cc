@@ -1,6 +1,9 @@
 // The XRL handlers of the target, called as the router would call them.
 
+#include <cctype>
 #include <cerrno>
+#include <cstring>
+#include <functional>
 #include <string>
 
 #include "libxipc/xrl_error.hh"
@@ -83,6 +86,50 @@ TEST_F(TargetTest, HostNameChecks)
         EXPECT_EQ(c.note, e.note()) << c.name;
         // A refused name runs nothing.
         EXPECT_EQ(c.note.empty(), !journal().empty()) << c.name;
+    }
+}
+
+// Every byte between two letters, for each text that reaches a root shell
+// unquoted: refused ones run nothing, the others run their one line.
+TEST_F(TargetTest, ShellTextsOfEveryByte)
+{
+    const string shell = "`$\\\"'|&;<>()*?[]{}~#!";
+    auto shell_byte = [&](int b) {
+        return (b < 0x20 && b != '\t') || b == 0x7f || shell.find(char(b)) != string::npos;
+    };
+    const struct {
+        const char* script;
+        std::function<XrlCmdError(const string&)> call;
+        string note;
+        std::function<bool(int)> refused;
+        string dir = "";
+    } ops[] = {
+        {"ssh_root-login.sh", [&](const string& t) { return _target->set_ssh_root_login(t); },
+         "System set ssh root login failed.", [&](int b) { return shell_byte(b) || b == '\t'; }},
+        {"ssh_protocol-version.sh", [&](const string& t) { return _target->set_ssh_protocol_version(t); },
+         "System set ssh protocol version failed.", [&](int b) { return shell_byte(b) || b == '\t'; }},
+        {"tacacs_key.sh", [&](const string& t) { return _target->set_tacacs_key(t); },
+         "System set tacacs shared key failed.", [&](int b) { return shell_byte(b) || b == ' '; }},
+        {"tacacs_auth_type.sh", [&](const string& t) { return _target->set_tacacs_auth_type(t); },
+         "System set tacacs auth type failed.", [&](int b) { return shell_byte(b) || b == ' '; }},
+        // Letters, digits and . _ - / only, in a log directory.
+        {"syslog_file_filename.sh", [&](const string& t) { return _target->set_syslog_file(t); },
+         "System set syslog local file position failed.",
+         [](int b) { return b == 0 || (!isalnum(b) && !strchr("._-/", b)); }, "/tmp/log/"},
+    };
+    for (const auto& op : ops) {
+        clear_journal();
+        std::vector<string> lines;
+        for (int b = 0; b < 256; b++) {
+            const char c = static_cast<char>(b);
+            const string text = op.dir + "a" + c + "b";
+            const bool refused = op.refused(b);
+            XrlCmdError e = op.call(text);
+            EXPECT_EQ(refused ? op.note : "", e.note()) << op.script << " byte " << b;
+            if (!refused)
+                lines.push_back(string("/vela/bin/shell/") + op.script + " " + text);
+        }
+        EXPECT_EQ(lines, journal()) << op.script;
     }
 }
 
