@@ -8,6 +8,7 @@ XORP_CALL_XRL=$XORP_BUILD/libxipc/call_xrl
 XORP_FINDER=$XORP_BUILD/libxipc/xorp_finder
 XORP_RTRMGR=$XORP_BUILD/rtrmgr/xorp_rtrmgr
 XORPSH=$XORP_BUILD/rtrmgr/xorpsh
+XORP_STATIC_ROUTES=$XORP_BUILD/static_routes/xorp_static_routes
 XORP_TEMPLATES=${LOGIN_XORP_DIR:-}/src/etc/templates
 SOURCE_TEMPLATES=$(cd "$(dirname "$0")/../../../etc/templates" && pwd)
 TEMPLATES=/tmp/templates
