@@ -40,6 +40,35 @@ log_tac_live_warning(int line, const char* format)
     xlog_warning("LOGIN", where, format, TAC_LIVE_FILE);
 }
 
+// Writes the live-server file under a whole-file lock. False only when the
+// file can't be opened.
+static bool
+write_live_servers(const string& text)
+{
+    umask(0);
+    int fd = open(TAC_LIVE_FILE, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    if (fd < 0) {
+        log_tac_live_warning(__LINE__, "Open %s error.");
+        return false;
+    }
+    struct flock lock;
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = 0;
+    lock.l_len = 0;
+    if (fcntl(fd, F_SETLKW, &lock) == -1)
+        log_tac_live_warning(__LINE__, "Could not lock %s.");
+    if (!text.empty()) {
+        ssize_t written = write(fd, text.data(), text.size());
+        UNUSED(written);
+    }
+    lock.l_type = F_UNLCK;
+    if (fcntl(fd, F_SETLKW, &lock) == -1)
+        log_tac_live_warning(__LINE__, "Could not unlock %s.");
+    close(fd);
+    return true;
+}
+
 int
 LoginMain::tac_ping(struct in_addr address)
 {
@@ -75,29 +104,10 @@ LoginMain::tac_live()
     string text = server_list_text(_tacacs_live_servers);
     if (!_tacacs_live_changed)
         return true;
-    umask(0);
-    int fd = open(TAC_LIVE_FILE, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (fd < 0) {
-        // Still marked changed, so that the next pass writes the file.
-        log_tac_live_warning(__LINE__, "Open %s error.");
+    // Still marked changed on failure, so that the next pass writes the file.
+    if (!write_live_servers(text))
         return false;
-    }
     _tacacs_live_changed = false;
-    struct flock lock;
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = 0;
-    lock.l_len = 0;
-    if (fcntl(fd, F_SETLKW, &lock) == -1)
-        log_tac_live_warning(__LINE__, "Could not lock %s.");
-    if (!text.empty()) {
-        ssize_t written = write(fd, text.data(), text.size());
-        UNUSED(written);
-    }
-    lock.l_type = F_UNLCK;
-    if (fcntl(fd, F_SETLKW, &lock) == -1)
-        log_tac_live_warning(__LINE__, "Could not unlock %s.");
-    close(fd);
     return true;
 }
 
