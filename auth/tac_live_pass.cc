@@ -24,8 +24,8 @@
 
 extern char** environ;
 
-// Lines that were killed and had not been reaped yet; reaped later, never
-// waited for.
+// Lines that had not ended when their pass closed them (killed, or still
+// exiting); reaped later, never waited for.
 static std::vector<pid_t> unreaped;
 
 static void
@@ -192,7 +192,7 @@ TacLivePass::read_replies(int fd, IoEventType)
         ssize_t n = recvfrom(fd, packet, sizeof(packet), 0,
                              reinterpret_cast<struct sockaddr*>(&from),
                              &from_len);
-        if (n < 0)
+        if (n <= 0)
             return;
         // The IPv4 header comes first on a raw socket.
         size_t header = (packet[0] & 0x0f) * 4u;
@@ -242,5 +242,6 @@ TacLivePass::end_if_done()
         _icmp_fd = -1;
     }
     _running = false;
+    reap_earlier();
     _done();
 }
