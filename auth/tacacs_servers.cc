@@ -8,7 +8,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -23,8 +22,11 @@
 
 #include "auth/tac_live_pass.hh"
 #include "core/login_main.hh"
+#include "core/safe_file.hh"
 
 static const char TAC_LIVE_FILE[] = "/tmp/system/tac_live_servers";
+// 30 tries 100 ms apart: the password-files lock's budget.
+static const int kLockTries = 30;
 
 // "server=A server=B " in the set's (byte) order; empty for an empty set.
 static string
@@ -45,33 +47,34 @@ log_tac_live_warning(int line, const char* format)
     xlog_warning("LOGIN", where, format, TAC_LIVE_FILE);
 }
 
-// Writes the live-server file under a whole-file lock. False only when the
-// file can't be opened.
-static bool
+enum class LiveFile { kWritten, kNotOpened, kNotLocked };
+
+// Replaces the content of the live-server file with `text`, under a write
+// lock. The file is opened without following a link, only in a directory
+// closed to others, readable by all and writable by root only. The lock is
+// waited for about 3 s at most, since anyone who can read the file can hold
+// it; without it nothing is written and the old content stays whole.
+static LiveFile
 write_live_servers(const string& text)
 {
-    umask(0);
-    int fd = open(TAC_LIVE_FILE, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    int fd = open_safe_file(TAC_LIVE_FILE, O_WRONLY | O_CREAT, 0644);
     if (fd < 0) {
         log_tac_live_warning(__LINE__, "Open %s error.");
-        return false;
+        return LiveFile::kNotOpened;
     }
-    struct flock lock;
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = 0;
-    lock.l_len = 0;
-    if (fcntl(fd, F_SETLKW, &lock) == -1)
+    if (!lock_whole_file(fd, kLockTries)) {
         log_tac_live_warning(__LINE__, "Could not lock %s.");
-    if (!text.empty()) {
+        close(fd);
+        return LiveFile::kNotLocked;
+    }
+    if (ftruncate(fd, 0) == 0 && !text.empty()) {
         ssize_t written = write(fd, text.data(), text.size());
         UNUSED(written);
     }
-    lock.l_type = F_UNLCK;
-    if (fcntl(fd, F_SETLKW, &lock) == -1)
+    if (!unlock_whole_file(fd))
         log_tac_live_warning(__LINE__, "Could not unlock %s.");
     close(fd);
-    return true;
+    return LiveFile::kWritten;
 }
 
 bool
@@ -124,9 +127,11 @@ LoginMain::tac_live_done()
 void
 LoginMain::write_live_servers_if_changed()
 {
-    // Still marked changed on failure, so that the next pass writes the file.
+    // Still marked changed on failure (not opened, or not locked in time), so
+    // that the next pass writes the file.
     if (_tacacs_live_changed
-        && write_live_servers(server_list_text(_tacacs_live_servers)))
+        && write_live_servers(server_list_text(_tacacs_live_servers))
+               == LiveFile::kWritten)
         _tacacs_live_changed = false;
 }
 
@@ -153,8 +158,6 @@ LoginMain::delete_tacacs_server(const IPv4& server)
     _tacacs_servers.erase(server.str());
     _tacacs_live_servers.erase(server.str());
     _tacacs_live_changed = true;
-    // The file drops the server at once, not when a pass ends.
-    write_live_servers_if_changed();
     string text = server_list_text(_tacacs_servers);
     if (text.empty())
         text = "server=0.0.0.0 ";

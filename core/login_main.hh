@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <netinet/in.h>
 #include <list>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -193,6 +194,9 @@ private:
     bool                  _ssh_rate_limit_installed;
     uint32_t              _telnet_rate_limit;
     bool                  _telnet_rate_limit_installed;
+    // In-band rules of each interface as the last step on it left them: true
+    // if open, false if locked; an interface not in it is not known.
+    std::map<int, bool>   _inband_reached;
 };
 
 #endif // LOGIN_CORE_LOGIN_MAIN_HH

@@ -2,6 +2,8 @@
 
 #include "core/login_module.h"
 
+#include <sys/stat.h>
+
 #include "libxorp/xorp.h"
 #include "libxorp/xlog.h"
 
@@ -12,6 +14,9 @@ int
 main(int argc, char* argv[])
 {
     UNUSED(argc);
+    // Every command and script the daemon starts, and whatever they create,
+    // gets the normal mask, whatever mask the daemon was started with.
+    umask(022);
 
     xlog_init(argv[0], NULL);
     xlog_set_verbose(XLOG_VERBOSE_LOW);

@@ -28,14 +28,16 @@ void* const kWrote = reinterpret_cast<void*>(1);
 bool
 method_of(const std::string& head, std::string& method)
 {
-    size_t p = 0;
+    const char* p = head.data();
+    const char* end = p + head.size();
     for (int i = 0; i < 3; i++) {
-	p = head.find('/', p);
-	if (p == std::string::npos)
+	p = static_cast<const char*>(memchr(p, '/', end - p));
+	if (p == NULL)
 	    return false;
 	p++;
     }
-    method = head.substr(p, head.find('?', p) - p);
+    const char* q = static_cast<const char*>(memchr(p, '?', end - p));
+    method.assign(p, q == NULL ? end : q);
     return !method.empty();
 }
 
@@ -192,14 +194,13 @@ StcpListener::wire_message(WireConn* conn, const char* frame, size_t)
     }
     const uint8_t* data = reinterpret_cast<const uint8_t*>(frame)
 	+ stcp::kHeaderSize + h.note_len;
-    std::string method;
     XrlError result;
     _out.clear();
     if (!xrl_args_unpack(data, h.data_len, _in, &_head)
-	|| !method_of(_head, method)) {
+	|| !method_of(_head, _method)) {
 	result = XrlError(INTERNAL_ERROR, "corrupt xrl");
     } else {
-	result = _dispatcher.stcp_dispatch(method, _in, _out);
+	result = _dispatcher.stcp_dispatch(_method, _in, _out);
 	if (!conn->is_open())
 	    return;
     }
@@ -209,7 +210,8 @@ StcpListener::wire_message(WireConn* conn, const char* frame, size_t)
     size_t at = out.size();
     stcp::append_header(out, h.seq, stcp::RESPONSE, result.error_code(),
 			static_cast<uint32_t>(note.size()), 0);
-    out += note;
+    if (!note.empty())
+	out += note;
     size_t data_at = out.size();
     xrl_args_pack(out, _out);
     if (out.size() - at > stcp::kMaxPacket) {

@@ -65,6 +65,7 @@ private:
     XrlArgs			_in;		// reused per request
     XrlArgs			_out;
     std::string			_head;
+    std::string			_method;
 };
 
 #endif // __LIBXIPC_STCP_LISTENER_HH__

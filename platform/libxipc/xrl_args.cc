@@ -37,9 +37,25 @@ XrlArgs&
 XrlArgs::add(XrlAtom&& atom)
 {
     if (find(atom.name()) != nullptr)
-        xorp_throw(XrlAtomFound, "duplicate argument \"" + atom.name() + "\"");
+        duplicate(atom.name());
     _args.push_back(std::move(atom));
     return *this;
+}
+
+void
+XrlArgs::duplicate(const std::string& name)
+{
+    xorp_throw(XrlAtomFound, "duplicate argument \"" + name + "\"");
+}
+
+const XrlAtom*
+XrlArgs::find(const char* name) const
+{
+    for (const XrlAtom& a : _args) {
+        if (a.name() == name)
+            return &a;
+    }
+    return nullptr;
 }
 
 const XrlAtom*

@@ -34,19 +34,19 @@ public:
     // All add* throw XrlAtomFound on a duplicate name.
     XrlArgs& add(const XrlAtom& atom);
     XrlArgs& add(XrlAtom&& atom);
-    XrlArgs& add(const char* name, const int32_t& v)    { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const uint32_t& v)   { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const bool& v)       { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const IPv4& v)       { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const IPv4Net& v)    { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const IPv6& v)       { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const IPv6Net& v)    { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const std::string& v) { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const char* v)       { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const XrlAtomList& v) { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const std::vector<uint8_t>& v) { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const int64_t& v)    { return add(XrlAtom(name, v)); }
-    XrlArgs& add(const char* name, const uint64_t& v)   { return add(XrlAtom(name, v)); }
+    XrlArgs& add(const char* name, const int32_t& v)    { return emplace(name, v); }
+    XrlArgs& add(const char* name, const uint32_t& v)   { return emplace(name, v); }
+    XrlArgs& add(const char* name, const bool& v)       { return emplace(name, v); }
+    XrlArgs& add(const char* name, const IPv4& v)       { return emplace(name, v); }
+    XrlArgs& add(const char* name, const IPv4Net& v)    { return emplace(name, v); }
+    XrlArgs& add(const char* name, const IPv6& v)       { return emplace(name, v); }
+    XrlArgs& add(const char* name, const IPv6Net& v)    { return emplace(name, v); }
+    XrlArgs& add(const char* name, const std::string& v) { return emplace(name, v); }
+    XrlArgs& add(const char* name, const char* v)       { return emplace(name, v); }
+    XrlArgs& add(const char* name, const XrlAtomList& v) { return emplace(name, v); }
+    XrlArgs& add(const char* name, const std::vector<uint8_t>& v) { return emplace(name, v); }
+    XrlArgs& add(const char* name, const int64_t& v)    { return emplace(name, v); }
+    XrlArgs& add(const char* name, const uint64_t& v)   { return emplace(name, v); }
 
     XrlArgs& add_int32(const char* n, int32_t v)             { return add(n, v); }
     XrlArgs& add_uint32(const char* n, uint32_t v)           { return add(n, v); }
@@ -91,6 +91,7 @@ public:
 
     const XrlAtom& item(const std::string& name) const;   // XrlAtomNotFound
     const XrlAtom* find(const std::string& name) const;   // nullptr if absent
+    const XrlAtom* find(const char* name) const;
     bool contains(const std::string& name) const { return find(name) != nullptr; }
 
     size_t size() const { return _args.size(); }
@@ -110,6 +111,16 @@ private:
     friend bool xrl_args_unpack(const uint8_t*, size_t, XrlArgs&, std::string*);
 
     const XrlAtom& typed(const char* name, XrlAtomType type) const;
+    [[noreturn]] static void duplicate(const std::string& name);
+
+    // Builds the atom in its place: no copy of it made and destroyed.
+    template <class T>
+    XrlArgs& emplace(const char* name, const T& v) {
+        if (find(name) != nullptr)
+            duplicate(name);
+        _args.emplace_back(name, v);
+        return *this;
+    }
 
     std::vector<XrlAtom> _args;
 };

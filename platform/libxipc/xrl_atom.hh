@@ -99,6 +99,7 @@ public:
 
     const std::string& name() const { return _name; }
     void set_name(const std::string& name);          // throws BadName
+    void set_name(const char* name);
     XrlAtomType type() const { return _type; }
     const char* type_name() const { return xrlatom_type_name(_type); }
     bool has_data() const { return _have_data; }
@@ -134,6 +135,7 @@ public:
     bool operator!=(const XrlAtom& other) const { return !(*this == other); }
 
     static bool valid_name(const std::string& name);
+    static bool valid_name(const char* name, size_t len);
 
 private:
     void check_type(XrlAtomType wanted) const;

@@ -143,6 +143,8 @@ private:
     void drain_waiting();
     void send_direct(uint64_t call, const std::string& key,
 		     const XrlArgs& args);
+    bool route_matches(const std::string& target,
+		       const std::string& command) const;
 
     // StcpDispatcher, StcpSenderOwner
     XrlError stcp_dispatch(const std::string& method, const XrlArgs& in,
@@ -191,6 +193,14 @@ private:
     std::deque<Waiting>	_waiting;	// sends kept in order behind resolves
     std::map<std::string, StcpSender*> _senders;	// by "proto://addr"
     std::vector<StcpSender*> _dead_senders;
+    // The last XRL sent straight to a target, so that the next one to the
+    // same method skips building its key and the two lookups.  Cleared
+    // (sender null) whenever the resolutions or the senders change.
+    struct Route {
+	std::string	key;		// "finder://<target>/<command>"
+	const std::string* resolution = NULL;	// in _cache[key]
+	StcpSender*	sender = NULL;
+    } _route;
     XorpTimer		_reaper;
 };
 

@@ -54,6 +54,8 @@ echo
 echo "== The card manager announces card state 8: the job timers start"
 auth_lines=$(wc -l </var/log/sandbox/commands.log)
 : >/var/log/sandbox/vela_common.log
+# Made here: the redirection below opens it only once the background job runs.
+: >/tmp/card_manager.out
 echo "\$ xrl_peer --class card_manager --log /tmp/card_manager.log --after register_card_state \\"
 echo "      --send \"$AUTH_CARD_XRL=8\" &"
 xrl_peer --class card_manager --log /tmp/card_manager.log --after register_card_state \

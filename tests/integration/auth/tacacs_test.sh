@@ -47,7 +47,7 @@ expect_eq "an unchanged pass leaves the file alone" "$mtime" "$(stat -c %y $FILE
 call "delete_tacacs_server?server:ipv4=10.99.0.10"
 pass_over
 call "delete_tacacs_server?server:ipv4=10.99.0.2"
-expect_eq "emptied by the last delete" "0 666" "$(stat -c '%s %a' $FILE)"
+expect_eq "emptied by the last delete" "0 644" "$(stat -c '%s %a' $FILE)"
 for c in disable?disable:bool=true disable?disable:bool=false key?key:txt=s3cr%09et auth_type?auth_type:txt=ascii; do
     call "set_tacacs_$c"; done
 for c in key?key:txt=x+y key?key:txt=x%3Breboot auth_type?auth_type:txt=a%24b; do ! call_xrl "$LOGIN_XRL/set_tacacs_$c" 2>/dev/null || fail "$c"; done
@@ -56,10 +56,10 @@ expect_eq "journal" "${S}10.99.0.10 |p 10.99.0.10|${S}10.99.0.10 server=10.99.0.
 ${S}10.99.0.10 server=10.99.0.2 |p 10.99.0.10|p 10.99.0.2|${S}10.99.0.2 |p 10.99.0.2|${S}0.0.0.0 |\
 disable true|${S}0.0.0.0 |disable false|key s3cr	et|auth_type login" "$(journal | paste -sd'|')"
 
-# Flag files: the whole content replaced; 0666 once a pass cleared the mask.
+# Flag files: the whole content replaced; readable by all, writable by root only.
 for c in authorization?enable:bool=false authorization?enable:bool=true accounting?enable:bool=false; do
     call "set_tacacs_enable_$c"; done
-expect_eq "flag files" "4 666 true 5 666 false" "$(cd /tmp/system
+expect_eq "flag files" "4 644 true 5 644 false" "$(cd /tmp/system
     for f in tac_enable_authorization tac_enable_accounting; do stat -c '%s %a' $f; cat $f; echo; done | xargs)"
 
 # pam_unix off twice, then on: the file as it was.

@@ -64,21 +64,6 @@ TEST_F(TargetTest, AnswersOfEachForm)
     expect_failed(_target->set_user_class("", "admin"), "Set user class failed, User is an empty string");
 }
 
-// No range check: a limit above 2147483647 goes through the %d of the rule
-// as the int of the same bits, whatever the word size or byte order.
-TEST_F(TargetTest, LimitsAboveIntMaxPrintNegative)
-{
-    clear_journal();
-    EXPECT_TRUE(_target->set_telnet_rate_limit(2147483648u).isOK());
-    EXPECT_TRUE(_target->set_ssh_connection_limit(4294967295u).isOK());
-    const std::vector<string> lines = journal();
-    ASSERT_EQ(10u, lines.size());
-    EXPECT_EQ("iptables -I INPUT -p tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount -2147483648 --rttl --name TELNET -j DROP",
-              lines[3]);
-    EXPECT_EQ("iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above -1 -j REJECT",
-              lines[5]);
-}
-
 TEST_F(TargetTest, HostNameChecks)
 {
     const string max_length = "System set hostname failed, max length is 63.";
@@ -99,6 +84,27 @@ TEST_F(TargetTest, HostNameChecks)
         // A refused name runs nothing.
         EXPECT_EQ(c.note.empty(), !journal().empty()) << c.name;
     }
+}
+
+// A line too long for the kernel starts no shell: that is never success.
+TEST_F(TargetTest, TextsTooLongForACommandLine)
+{
+    const string big(1 << 20, 'a');
+    const struct { XrlCmdError (XrlLoginTarget::*call)(const string&); const char* note; } cases[] = {
+        {&XrlLoginTarget::set_tacacs_key, "System set tacacs shared key failed."},
+        {&XrlLoginTarget::set_tacacs_auth_type, "System set tacacs auth type failed."},
+        {&XrlLoginTarget::set_syslog_file, "System set syslog local file position failed."},
+        {&XrlLoginTarget::set_ssh_root_login, "System set ssh root login failed."},
+    };
+    clear_journal();
+    for (const auto& c : cases) {
+        errno = 0;
+        expect_failed((_target.get()->*c.call)(big), c.note);
+    }
+    errno = 0;
+    EXPECT_EQ(-1, _login->clear_arp(big));  // no failure answer; a warning
+    EXPECT_EQ(-1, _login->clear_neighbours(big));
+    EXPECT_TRUE(journal().empty());
 }
 
 TEST_F(TargetTest, LoggingLevelAndFacility)
