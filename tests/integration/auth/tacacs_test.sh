@@ -47,6 +47,7 @@ expect_eq "an unchanged pass leaves the file alone" "$mtime" "$(stat -c %y $FILE
 call "delete_tacacs_server?server:ipv4=10.99.0.10"
 pass_over
 call "delete_tacacs_server?server:ipv4=10.99.0.2"
+pass_over
 expect_eq "emptied by the last delete" "0 644" "$(stat -c '%s %a' $FILE)"
 for c in disable?disable:bool=true disable?disable:bool=false key?key:txt=s3cr%09et auth_type?auth_type:txt=ascii; do
     call "set_tacacs_$c"; done

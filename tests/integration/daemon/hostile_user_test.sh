@@ -63,8 +63,8 @@ HOLDER=$!
 wait_until '[ -s /tmp/holder.out ]' "nobody never held the lock"
 ok "delete_tacacs_server?server:ipv4=10.99.0.2"
 call_xrl "$COMMON_XRL/get_status" >/dev/null || fail "no status while the lock is held"
-expect_eq "lock warning, file whole" "1 server=10.99.0.2 " \
-    "$(logged 'Could not lock /tmp/system/tac_live_servers\.') $(cat /tmp/system/tac_live_servers)"
+wait_until '[ "$(logged "Could not lock /tmp/system/tac_live_servers\.")" = 1 ]' "no lock warning"
+expect_eq "file whole" "server=10.99.0.2 " "$(cat /tmp/system/tac_live_servers)"
 kill $HOLDER
 wait $HOLDER 2>/dev/null
 ok "delete_tacacs_server?server:ipv4=10.99.0.2"
