@@ -2,7 +2,8 @@
 // that is read, written again from what was read, reads back the same. An
 // STCP header agrees with its frame length. Packed arguments that are read
 // pack to bytes that read and pack to the same bytes (not to the input
-// itself: a NaN is packed as XORP's one NaN).
+// itself: a NaN is packed as XORP's one NaN). An XrlArgs and head reused
+// from input to input, as the transport's, read exactly what fresh ones do.
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -31,9 +32,16 @@ std::string rewritten(const std::string& frame, finderwire::Message& m) {
 }
 
 std::string packed(const std::string& bytes, std::string* head) {
+    static XrlArgs reused;
+    static std::string reused_head;
+    const uint8_t* p = reinterpret_cast<const uint8_t*>(bytes.data());
     XrlArgs args;
     std::string out;
-    if (xrl_args_unpack(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), args, head))
+    bool ok = xrl_args_unpack(p, bytes.size(), args, head);
+    if (xrl_args_unpack(p, bytes.size(), reused, head ? &reused_head : nullptr) != ok
+        || (ok && (reused != args || (head && reused_head != *head))))
+        abort();
+    if (ok)
         xrl_args_pack(out, args, head);
     return out;
 }

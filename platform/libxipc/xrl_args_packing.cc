@@ -1,6 +1,8 @@
 #include "libxipc/xrl_args_packing.hh"
 
 #include <algorithm>
+#include <cstring>
+#include <memory>
 #include <vector>
 #include <unordered_set>
 
@@ -27,9 +29,10 @@ xrl_args_pack(std::string& out, const XrlArgs& args, const std::string* head)
 namespace {
 
 // The head of a request: an atom without a name (or with an empty one),
-// of type text, with data.  Its text goes straight into `head`.
+// of type text, with data.  Its text goes straight into `head`, unless
+// `head` holds it already (the same method called again).
 size_t
-unpack_head(const uint8_t* p, size_t n, std::string& head)
+unpack_head(const uint8_t* p, size_t n, std::string& head, bool& kept)
 {
     const uint8_t kNamed = 0x80, kData = 0x40;
     size_t at = 1;
@@ -47,13 +50,16 @@ unpack_head(const uint8_t* p, size_t n, std::string& head)
     at += 4;
     if (n - at < len)
 	return 0;
-    head.assign(reinterpret_cast<const char*>(p + at), len);
+    kept = head.size() == len && memcmp(head.data(), p + at, len) == 0;
+    if (!kept)
+	head.assign(reinterpret_cast<const char*>(p + at), len);
     return at + len;
 }
 
+// Fills atoms [0, filled) from the front; atoms past them are left.
 bool
 unpack_atoms(const uint8_t* p, size_t n, std::vector<XrlAtom>& atoms,
-	     std::string* head)
+	     std::string* head, bool& kept, size_t& filled)
 {
     if (n < 4 || p[0] != kCheckCode)
 	return false;
@@ -63,7 +69,7 @@ unpack_atoms(const uint8_t* p, size_t n, std::vector<XrlAtom>& atoms,
     const uint8_t* end = p + n;
     p += 4;
     if (head != NULL) {
-	size_t used = count == 0 ? 0 : unpack_head(p, end - p, *head);
+	size_t used = count == 0 ? 0 : unpack_head(p, end - p, *head, kept);
 	if (used == 0)
 	    return false;
 	p += used;
@@ -73,8 +79,8 @@ unpack_atoms(const uint8_t* p, size_t n, std::vector<XrlAtom>& atoms,
     // again in place.  Names seen so far, for the duplicate check: a plain
     // scan while there are few, as in nearly every message.
     const uint32_t kScan = 16;
-    std::unordered_set<std::string> names;
-    size_t filled = 0;
+    std::unique_ptr<std::unordered_set<std::string> > names;
+    filled = 0;
     for (uint32_t i = 0; i < count; i++) {
 	if (filled == atoms.size())
 	    atoms.emplace_back();
@@ -88,25 +94,36 @@ unpack_atoms(const uint8_t* p, size_t n, std::vector<XrlAtom>& atoms,
 		if (atoms[k].name() == atom.name())
 		    return false;
 	} else {
-	    if (names.empty())
+	    if (!names) {
+		names.reset(new std::unordered_set<std::string>);
 		for (size_t k = 0; k < filled; k++)
-		    names.insert(atoms[k].name());
-	    if (!names.insert(atom.name()).second)
+		    names->insert(atoms[k].name());
+	    }
+	    if (!names->insert(atom.name()).second)
 		return false;
 	}
 	filled++;
     }
-    atoms.erase(atoms.begin() + filled, atoms.end());
     return p == end;
 }
 
 }  // namespace
 
 bool
-xrl_args_unpack(const uint8_t* p, size_t n, XrlArgs& args, std::string* head)
+xrl_args_unpack(const uint8_t* p, size_t n, XrlArgs& args, std::string* head,
+		bool* head_kept)
 {
-    if (unpack_atoms(p, n, args._args, head))
-	return true;
-    args.clear();
-    return false;
+    bool kept = false;
+    size_t filled = 0;
+    bool ok = unpack_atoms(p, n, args._args, head, kept, filled);
+    if (head_kept != NULL)
+	*head_kept = ok && kept;
+    if (!ok) {
+	args.clear();
+	return false;
+    }
+    args._n = filled;
+    if (args._args.size() > std::max(filled, XrlArgs::kSpare))
+	args.drop_spare();
+    return true;
 }

@@ -161,6 +161,13 @@ XrlAtom::set_name(const char* name)
 }
 
 void
+XrlAtom::rename(const char* name)
+{
+    if (!named(name))
+        set_name(name);
+}
+
+void
 XrlAtom::set_name(const std::string& name)
 {
     if (!valid_name(name))
@@ -189,6 +196,13 @@ XrlAtom::XrlAtom(const char* name, XrlAtomType type)
         : _type(tag), _have_data(true)                                      \
     {                                                                       \
         set_name(name);                                                     \
+        member = v;                                                         \
+    }                                                                       \
+    void XrlAtom::reset(const char* name, const T& v)                       \
+    {                                                                       \
+        rename(name);                                                       \
+        _type = tag;                                                        \
+        _have_data = true;                                                  \
         member = v;                                                         \
     }
 
@@ -222,6 +236,15 @@ XrlAtom::XrlAtom(const char* name, const char* v)
     : _type(xrlatom_text), _have_data(true), _text(v)
 {
     set_name(name);
+}
+
+void
+XrlAtom::reset(const char* name, const char* v)
+{
+    rename(name);
+    _type = xrlatom_text;
+    _have_data = true;
+    _text = v;
 }
 
 XrlAtom::XrlAtom(const char* text)

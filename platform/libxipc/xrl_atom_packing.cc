@@ -41,7 +41,8 @@ struct Reader {
         uint64_t n;
         if (!be(4, n) || !have(n))
             return false;
-        s.assign(reinterpret_cast<const char*>(p), n);
+        if (s.size() != n || memcmp(s.data(), p, n) != 0)
+            s.assign(reinterpret_cast<const char*>(p), n);
         p += n;
         return true;
     }
@@ -148,10 +149,16 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
         return 0;
     const uint8_t hdr = static_cast<uint8_t>(v);
     if (hdr & kNamed) {
-        if (!r.be(2, v) || !r.have(v)
-            || !valid_name(reinterpret_cast<const char*>(r.p), v))
+        if (!r.be(2, v) || !r.have(v))
             return 0;
-        atom._name.assign(reinterpret_cast<const char*>(r.p), v);
+        // The name the atom has already (the same method's answer again)
+        // was checked when it was taken, and stays.
+        const char* name = reinterpret_cast<const char*>(r.p);
+        if (atom._name.size() != v || memcmp(atom._name.data(), name, v) != 0) {
+            if (!valid_name(name, v))
+                return 0;
+            atom._name.assign(name, v);
+        }
         r.p += v;
     } else {
         atom._name.clear();

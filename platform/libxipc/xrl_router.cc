@@ -681,25 +681,37 @@ XrlRouter::stcp_dispatch(const std::string& method, const XrlArgs& in,
 {
     std::string own;
     const std::string* command = &own;
+    const XrlCmdEntry* entry = NULL;
     bool any = false;
-    auto m = _methods.find(method);
-    if (m != _methods.end()) {
+    if (_last_entry != NULL && _last_generation == generation()
+	&& method == _last_method) {
+	entry = _last_entry;
+    } else if (auto m = _methods.find(method); m != _methods.end()) {
 	command = &m->second;
+	entry = get_handler(*command);
+	_last_entry = entry;
+	if (entry != NULL) {
+	    _last_method = method;
+	    _last_generation = generation();
+	}
     } else {
 	size_t dash = method.rfind('-');
 	if (dash == std::string::npos
 	    || _catch_all_cookies.count(method.substr(dash + 1)) == 0)
 	    return XrlError(INTERNAL_ERROR, "corrupt xrl");
 	own = method.substr(0, dash);
-	any = get_handler(own) == NULL;
+	entry = get_handler(own);
+	any = entry == NULL;
     }
     XrlError result;
     try {
 	if (any) {
 	    errno = 0;
 	    result = _catch_all->dispatch(*command, in, &out);
+	} else if (entry != NULL) {
+	    result = dispatch(*entry, in, &out);
 	} else {
-	    result = dispatch(*command, in, &out);
+	    result = XrlError(NO_SUCH_METHOD, *command);
 	}
     } catch (const XorpException& e) {
 	result = XrlError(INTERNAL_ERROR, "handler failed: " + e.str());

@@ -180,6 +180,11 @@ private:
     // names of earlier registrations stay valid.
     std::unordered_map<std::string, std::string> _methods;
     std::set<std::string> _catch_all_cookies;
+    // The method the listener last brought and its handler, while the
+    // handlers stay as they were: the next call of it skips both lookups.
+    std::string		_last_method;
+    const XrlCmdEntry*	_last_entry = nullptr;
+    uint64_t		_last_generation = 0;
 
     std::deque<Call>	_calls;		// by call number from _calls_base
     uint64_t		_calls_base;

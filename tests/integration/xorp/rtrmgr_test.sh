@@ -75,9 +75,10 @@ iptables -A INPUT -p udp --dport 161 -j DROP
 iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
 iptables -A INPUT -p tcp -m multiport --dport 22,23 -s 10.2.0.0/16 -j ACCEPT
 iptables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -s 2001:db8::/32 -j ACCEPT
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP" "$(journal)"
+ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
+ip6tables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
+ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -s 2001:db8::/32 -j ACCEPT
+ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP" "$(journal)"
 expect_eq "level and facility" "level:txt=info facility:u32=16" \
     "$(call_xrl "$LOGIN_XRL/get_logging_level") $(call_xrl "$LOGIN_XRL/get_logging_facility")"
 expect_eq "banners" "Welcome

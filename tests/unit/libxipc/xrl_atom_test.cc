@@ -1,6 +1,7 @@
 // Atoms, atom lists and argument sets: typed values, their text, strictness.
 
 #include "libxipc/xrl_args.hh"
+#include "libxipc/xrl_args_packing.hh"
 #include "libxipc/xrl_atom.hh"
 #include "libxipc/xrl_atom_list.hh"
 
@@ -168,6 +169,44 @@ TEST(XrlArgsTest, ParsesItsOwnText)
     EXPECT_THROW(XrlArgs("a:u32=1&a:u32=2"), InvalidString);
     EXPECT_THROW(XrlArgs("a:u32=1&&b:u32=2"), InvalidString);
     EXPECT_THROW(XrlArgs("a:u32=1&"), InvalidString);
+}
+
+// An XrlArgs cleared and filled again (as the transport's, once a message)
+// fills the atoms left by the last message in place: what it holds must be
+// exactly what was added since, whatever was there before.
+TEST(XrlArgsTest, FilledAgainHoldsOnlyWhatWasAddedSince)
+{
+    XrlArgs args;
+    args.add("status", uint32_t(3)).add("reason", std::string(40, 'r'))
+        .add("third", true);
+    args.clear();
+    EXPECT_TRUE(args.empty());
+    EXPECT_EQ(args.begin(), args.end());
+    EXPECT_EQ(nullptr, args.find("third"));
+    args.add("reason", uint32_t(7)).add("status", "ok");   // other names and types
+    EXPECT_THROW(args.add("status", int32_t(1)), XrlArgs::XrlAtomFound);
+    EXPECT_THROW(args.add("bad name", int32_t(1)), XrlAtom::BadName);
+    EXPECT_EQ("reason:u32=7&status:txt=ok", args.str());
+    EXPECT_EQ(nullptr, args.find("third"));
+    EXPECT_THROW(args[2], XrlArgs::BadArgs);
+    EXPECT_THROW(args.get_bool("third"), XrlArgs::XrlAtomNotFound);
+    XrlArgs copy = args;
+    EXPECT_EQ(args, copy);
+    EXPECT_EQ(XrlArgs("reason:u32=7&status:txt=ok"), args);
+    EXPECT_NE(XrlArgs("reason:u32=7&status:txt=ok&third:bool=true"), args);
+    copy.clear();
+    copy.add(XrlAtom("n", uint64_t(1))).add("m", std::string("x"));
+    EXPECT_EQ("n:u64=1&m:txt=x", copy.str());
+    EXPECT_EQ("reason:u32=7&status:txt=ok", args.str());
+
+    // Packed and read back into it: only the message's atoms.
+    std::string packed;
+    xrl_args_pack(packed, XrlArgs("a:i32=-1"));
+    ASSERT_TRUE(xrl_args_unpack(reinterpret_cast<const uint8_t*>(packed.data()),
+                                packed.size(), args));
+    EXPECT_EQ("a:i32=-1", args.str());
+    args.add("reason", "later");
+    EXPECT_EQ("a:i32=-1&reason:txt=later", args.str());
 }
 
 }  // namespace
