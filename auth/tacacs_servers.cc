@@ -1,7 +1,8 @@
 // The TACACS+ server list and the liveness pass. tacacs_server.sh is always
 // told every configured server; /tmp/system/tac_live_servers holds only the
 // ones that answered their latest ping, and is rewritten only when that set
-// changed (or after a delete, or on the first pass).
+// changed (or after a delete, or on the first pass). A pass runs on the loop
+// (auth/tac_live_pass.cc); the file is written when it ends.
 
 #include "core/login_module.h"
 
@@ -16,6 +17,10 @@
 #include "libxorp/xlog.h"
 #include "libxorp/c_format.hh"
 
+#include "libxorp/eventloop.hh"
+#include "libxipc/xrl_std_router.hh"
+
+#include "auth/tac_live_pass.hh"
 #include "core/login_main.hh"
 #include "core/safe_file.hh"
 
@@ -72,31 +77,39 @@ write_live_servers(const string& text)
     return LiveFile::kWritten;
 }
 
-int
-LoginMain::tac_ping(struct in_addr address)
-{
-    string command = c_format(
-        "ping -c 3 -i 0.2 -w 1 %s|grep '100%% packet loss'|wc -l",
-        inet_ntoa(address));
-    FILE* output = popen(command.c_str(), "r");
-    if (output == NULL)
-        return -1;
-    int count = 0;
-    if (fscanf(output, "%d", &count) != 1)
-        count = 0;
-    pclose(output);
-    return count > 0 ? -1 : 0;
-}
-
 bool
 LoginMain::tac_live()
 {
+    if (_tac_pass && _tac_pass->running()) {
+        // Never two passes at once: one more follows this one.
+        _tac_pass_again = true;
+        return true;
+    }
+    vector<string> servers;
     for (set<string>::const_iterator i = _tacacs_servers.begin();
          i != _tacacs_servers.end(); ++i) {
         struct in_addr address;
-        if (inet_aton(i->c_str(), &address) == 0)
+        if (inet_aton(i->c_str(), &address) != 0)
+            servers.push_back(*i);
+    }
+    // The pass that ended may be the caller: it is kept until the next start.
+    _tac_spent_pass = std::move(_tac_pass);
+    _tac_pass.reset(new TacLivePass(_xrl_router.eventloop(), servers,
+                                    [this] { tac_live_done(); }));
+    // A failed write is tried again by the next pass: the timer goes on.
+    return true;
+}
+
+void
+LoginMain::tac_live_done()
+{
+    vector<string> servers = _tac_pass->servers();
+    for (vector<string>::const_iterator i = servers.begin();
+         i != servers.end(); ++i) {
+        // Deleted while the pass ran: already out of both sets.
+        if (_tacacs_servers.count(*i) == 0)
             continue;
-        if (tac_ping(address) == 0) {
+        if (_tac_pass->is_live(*i)) {
             if (_tacacs_live_servers.insert(*i).second)
                 _tacacs_live_changed = true;
         } else {
@@ -104,29 +117,39 @@ LoginMain::tac_live()
                 _tacacs_live_changed = true;
         }
     }
-    string text = server_list_text(_tacacs_live_servers);
-    if (!_tacacs_live_changed)
-        return true;
-    switch (write_live_servers(text)) {
-    case LiveFile::kNotOpened:
-        // Still marked changed, so that the next pass writes the file.
-        return false;
-    case LiveFile::kNotLocked:
-        return true;    // tried again by the next pass
-    case LiveFile::kWritten:
-        break;
+    write_live_servers_if_changed();
+    if (_tac_pass_again) {
+        _tac_pass_again = false;
+        tac_live();
     }
-    _tacacs_live_changed = false;
-    return true;
+}
+
+void
+LoginMain::write_live_servers_if_changed()
+{
+    // Still marked changed on failure (not opened, or not locked in time), so
+    // that the next pass writes the file.
+    if (_tacacs_live_changed
+        && write_live_servers(server_list_text(_tacacs_live_servers))
+               == LiveFile::kWritten)
+        _tacacs_live_changed = false;
+}
+
+bool
+LoginMain::tac_pass_running() const
+{
+    return _tac_pass && _tac_pass->running();
 }
 
 void
 LoginMain::set_tacacs_server(const IPv4& server)
 {
     _tacacs_servers.insert(server.str());
-    tac_live();
+    // The script first: its line comes before the pass's in every case, also
+    // when the pass has to wait for one under way.
     system(("/vela/bin/shell/tacacs_server.sh "
             + server_list_text(_tacacs_servers)).c_str());
+    tac_live();
 }
 
 void
@@ -135,9 +158,9 @@ LoginMain::delete_tacacs_server(const IPv4& server)
     _tacacs_servers.erase(server.str());
     _tacacs_live_servers.erase(server.str());
     _tacacs_live_changed = true;
-    tac_live();
     string text = server_list_text(_tacacs_servers);
     if (text.empty())
         text = "server=0.0.0.0 ";
     system(("/vela/bin/shell/tacacs_server.sh " + text).c_str());
+    tac_live();
 }

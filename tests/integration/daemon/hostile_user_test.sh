@@ -24,7 +24,7 @@ $NOBODY ln -s /etc/passwd /tmp/system/tac_live_servers
 $NOBODY ln -s /etc/gshadow /tmp/log/remote_config.log
 for c in enable_accounting?enable:bool=true enable_authorization?enable:bool=false \
          server?server:ipv4=10.99.0.2; do ok "set_tacacs_$c"; done
-expect_eq "open warnings" 3 "$(logged 'Open /tmp/system/tac_[a-z_]* error\.')"
+wait_until '[ "$(logged "Open /tmp/system/tac_[a-z_]* error\.")" = 3 ]' "open warnings"    # the pass's when it ends
 : >"$JOURNAL"
 expect_failure "agent with nobody's log" "System set enable remote config  failed." \
     "$LOGIN_XRL/enable_remote_config"
@@ -42,6 +42,7 @@ for c in set_tacacs_enable_accounting?enable:bool=true set_tacacs_enable_authori
          set_login_message?message:txt=hi set_hostname?hostname:txt=sw1 \
          set_ntp_server?server:ipv4=10.0.0.1 enable_remote_config; do ok "$c"; done
 wait_until agent_runs "the agent is not running"
+wait_until '[ -e /tmp/system/tac_live_servers ]' "no live-server file"
 for f in /tmp/system/tac_enable_accounting /tmp/system/tac_enable_authorization \
          /tmp/system/tac_live_servers /etc/motd /etc/issue /etc/hosts /etc/ntp-server \
          /tmp/log/remote_config.log; do
@@ -62,12 +63,12 @@ HOLDER=$!
 wait_until '[ -s /tmp/holder.out ]' "nobody never held the lock"
 ok "delete_tacacs_server?server:ipv4=10.99.0.2"
 call_xrl "$COMMON_XRL/get_status" >/dev/null || fail "no status while the lock is held"
-expect_eq "lock warning, file whole" "1 server=10.99.0.2 " \
-    "$(logged 'Could not lock /tmp/system/tac_live_servers\.') $(cat /tmp/system/tac_live_servers)"
+wait_until '[ "$(logged "Could not lock /tmp/system/tac_live_servers\.")" = 1 ]' "no lock warning"
+expect_eq "file whole" "server=10.99.0.2 " "$(cat /tmp/system/tac_live_servers)"
 kill $HOLDER
 wait $HOLDER 2>/dev/null
 ok "delete_tacacs_server?server:ipv4=10.99.0.2"
-expect_eq "written once the lock is free" 0 "$(stat -c %s /tmp/system/tac_live_servers)"
+wait_until '[ ! -s /tmp/system/tac_live_servers ]' "not written once the lock is free"
 
 # --- /etc read only: the NTP server is not recorded, and that is said.
 mount --bind /etc /etc && mount -o remount,bind,ro /etc
