@@ -40,6 +40,7 @@ int open_parent(const char* path, std::string& name)
     }
     std::string rest = path + 1;
     int dir = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    bool at_root = true;
     for (;;) {
         size_t slash = rest.find('/');
         if (dir < 0)
@@ -55,13 +56,20 @@ int open_parent(const char* path, std::string& name)
         rest.erase(0, slash + 1);
         if (step.empty())
             continue;
-        int next = openat(dir, step.c_str(),
+        // A step below "/" is opened by its absolute name: an emulator that
+        // maps "/" to a prefix of its own (qemu-user's -L) leaves alone a
+        // name the prefix lacks. Only root can replace an entry of "/".
+        const int base = at_root ? AT_FDCWD : dir;
+        if (at_root)
+            step.insert(0, "/");
+        at_root = false;
+        int next = openat(base, step.c_str(),
                           O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         int error = errno;
         struct stat st;
         // A link to a directory gives ENOTDIR here; call it what it is.
         if (next < 0 && error == ENOTDIR
-            && fstatat(dir, step.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0
+            && fstatat(base, step.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0
             && S_ISLNK(st.st_mode))
             error = ELOOP;
         close(dir);
