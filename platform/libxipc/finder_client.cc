@@ -125,7 +125,7 @@ FinderClient::connected_fd(int fd)
 {
     uid_t uid;
     std::string why;
-    if (!peer_uid(fd, uid, why) || (uid != 0 && uid != geteuid())) {
+    if (!listener_uid(fd, uid, why) || (uid != 0 && uid != geteuid())) {
 	::close(fd);
 	std::string at = _host + ":" + std::to_string(_port);
 	if (why.empty())

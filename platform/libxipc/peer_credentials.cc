@@ -19,18 +19,9 @@
 namespace {
 
 const char kTrustedGroup[] = "xorp";
-// A connection still being set up at the other end is asked about again,
-// a bounded number of times.
-const int kHalfOpenTries = 50;
-const useconds_t kHalfOpenPauseUs = 1000;
-// TCP states of sockets that belong to no process (the kernel's numbering).
-const uint8_t kTimeWait = 6;
-const uint8_t kNewSynRecv = 12;
-
-// One exact look-up of a TCP socket by its four addresses.  1: found, with
-// its owner in `uid`; 0: not a socket any process holds; -1: half open, ask
-// again.
-int
+// One exact look-up of a TCP socket by its addresses (the remote one all
+// zero for a listening socket).
+bool
 ask_sock_diag(const struct sockaddr_storage& local,
 	      const struct sockaddr_storage& remote, uid_t& uid,
 	      std::string& why)
@@ -69,7 +60,7 @@ ask_sock_diag(const struct sockaddr_storage& local,
     int fd = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
     if (fd < 0) {
 	why = std::string("socket diagnostics: ") + strerror(errno);
-	return 0;
+	return false;
     }
     struct sockaddr_nl kernel;
     memset(&kernel, 0, sizeof(kernel));
@@ -82,7 +73,7 @@ ask_sock_diag(const struct sockaddr_storage& local,
 	!= static_cast<ssize_t>(sizeof(msg))) {
 	why = std::string("socket diagnostics: ") + strerror(errno);
 	close(fd);
-	return 0;
+	return false;
     }
     alignas(struct nlmsghdr) char buf[8192];
     ssize_t n = recv(fd, buf, sizeof(buf), 0);
@@ -90,7 +81,7 @@ ask_sock_diag(const struct sockaddr_storage& local,
     close(fd);
     if (n < 0) {
 	why = std::string("socket diagnostics: ") + strerror(e);
-	return 0;
+	return false;
     }
     const struct nlmsghdr* h = reinterpret_cast<const struct nlmsghdr*>(buf);
     size_t left = static_cast<size_t>(n);
@@ -100,7 +91,7 @@ ask_sock_diag(const struct sockaddr_storage& local,
 		= static_cast<const struct nlmsgerr*>(NLMSG_DATA(h));
 	    why = err->error == -ENOENT ? "no such connection"
 		: std::string("socket diagnostics: ") + strerror(-err->error);
-	    return 0;
+	    return false;
 	}
 	if (h->nlmsg_type != SOCK_DIAG_BY_FAMILY
 	    || h->nlmsg_len < NLMSG_LENGTH(sizeof(struct inet_diag_msg)))
@@ -110,18 +101,18 @@ ask_sock_diag(const struct sockaddr_storage& local,
 	if (m->id.idiag_sport != id.idiag_sport
 	    || m->id.idiag_dport != id.idiag_dport)
 	    continue;
-	// The kernel reports uid 0 for these: they belong to no process.
-	if (m->idiag_state == kNewSynRecv)
-	    return -1;
-	if (m->idiag_state == kTimeWait) {
-	    why = "the connection is closed";
-	    return 0;
+	// What is left of a closed socket (time-wait, whatever its state
+	// says) or of one half open is reported as uid 0: only a socket a
+	// process holds, with an inode, has a real owner.
+	if (m->idiag_inode == 0) {
+	    why = "the socket is closed";
+	    return false;
 	}
 	uid = m->idiag_uid;
-	return 1;
+	return true;
     }
     why = "no answer from socket diagnostics";
-    return 0;
+    return false;
 }
 
 }  // namespace
@@ -137,39 +128,65 @@ tcp_socket_uid(const struct sockaddr_storage& local,
 	why = "not a TCP connection";
 	return false;
     }
-    for (int i = 0; i < kHalfOpenTries; i++) {
-	int r = ask_sock_diag(local, remote, uid, why);
-	if (r >= 0)
-	    return r == 1;
-	usleep(kHalfOpenPauseUs);
-    }
-    why = "the connection is still being set up";
-    return false;
+    return ask_sock_diag(local, remote, uid, why);
 }
 
+namespace {
+
+// The credentials of a unix socket's peer, or the addresses of a TCP
+// connection (false for neither).
 bool
-peer_uid(int fd, uid_t& uid, std::string& why)
+ends(int fd, struct sockaddr_storage& mine, struct sockaddr_storage& theirs,
+     bool& is_unix, uid_t& uid, std::string& why)
 {
-    ErrnoSaver es;
-    struct sockaddr_storage mine, theirs;
     socklen_t ml = sizeof(mine), tl = sizeof(theirs);
     if (getsockname(fd, reinterpret_cast<struct sockaddr*>(&mine), &ml) < 0
 	|| getpeername(fd, reinterpret_cast<struct sockaddr*>(&theirs), &tl) < 0) {
 	why = strerror(errno);
 	return false;
     }
-    if (mine.ss_family == AF_UNIX) {
-	struct ucred cred;
-	socklen_t cl = sizeof(cred);
-	if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &cl) < 0) {
-	    why = strerror(errno);
-	    return false;
-	}
-	uid = cred.uid;
+    is_unix = mine.ss_family == AF_UNIX;
+    if (!is_unix)
 	return true;
+    struct ucred cred;
+    socklen_t cl = sizeof(cred);
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &cl) < 0) {
+	why = strerror(errno);
+	return false;
     }
+    uid = cred.uid;
+    return true;
+}
+
+}  // namespace
+
+bool
+peer_uid(int fd, uid_t& uid, std::string& why)
+{
+    ErrnoSaver es;
+    struct sockaddr_storage mine, theirs;
+    bool is_unix;
+    if (!ends(fd, mine, theirs, is_unix, uid, why))
+	return false;
     // The peer's socket has our remote end as its own.
-    return tcp_socket_uid(theirs, mine, uid, why);
+    return is_unix || tcp_socket_uid(theirs, mine, uid, why);
+}
+
+bool
+listener_uid(int fd, uid_t& uid, std::string& why)
+{
+    ErrnoSaver es;
+    struct sockaddr_storage mine, theirs;
+    bool is_unix;
+    if (!ends(fd, mine, theirs, is_unix, uid, why))
+	return false;
+    if (is_unix)
+	return true;	// SO_PEERCRED of a caller names who listened
+    // The one socket listening on our remote end: no remote end of its own.
+    struct sockaddr_storage any;
+    memset(&any, 0, sizeof(any));
+    any.ss_family = theirs.ss_family;
+    return tcp_socket_uid(theirs, any, uid, why);
 }
 
 bool

@@ -18,8 +18,13 @@
 // this machine, or its socket belongs to no process any more.
 bool peer_uid(int fd, uid_t& uid, std::string& why);
 
+// The owner of the listening socket the connected socket `fd` reached: the
+// process that runs the server.  For a unix socket, who listened on it.
+bool listener_uid(int fd, uid_t& uid, std::string& why);
+
 // The owner of the TCP socket (IPv4 or IPv6) whose own end is `local` and
-// whose other end is `remote`; false as for peer_uid().
+// whose other end is `remote` (all zero for a listening socket); false as
+// for peer_uid().
 bool tcp_socket_uid(const struct sockaddr_storage& local,
 		    const struct sockaddr_storage& remote, uid_t& uid,
 		    std::string& why);

@@ -119,7 +119,7 @@ StcpSender::connect(std::string& why)
     // Nothing is sent to a listener of an untrusted process.
     uid_t uid;
     why.clear();
-    if (!peer_uid(fd, uid, why) || !uid_trusted(uid)) {
+    if (!listener_uid(fd, uid, why) || !uid_trusted(uid)) {
 	if (why.empty())
 	    why = "target at " + _address + " is run by uid "
 		+ std::to_string(static_cast<unsigned long>(uid))
