@@ -37,18 +37,22 @@ bool_text(bool value)
 // The text values reach the shell unquoted, so that several words stay
 // several arguments; a byte the shell would act on (a second command, a
 // substitution, a redirection) or any control byte is refused before
-// anything runs.
+// anything runs, and so is a word the script would take for an option.
 void
 refuse_shell_text(const char* what, const string& value)
 {
-    if (has_shell_special(value) || value.find('\t') != string::npos) {
-        string reason = string(what) + " must not contain a control character or any of "
+    string reason;
+    if (has_shell_special(value) || value.find('\t') != string::npos)
+        reason = string(what) + " must not contain a control character or any of "
             + kShellSpecial;
-        char where[8000];
-        snprintf(where, 8000, "+%d %s %s", __LINE__, "login_main.cc", __FUNCTION__);
-        xlog_error("LOGIN", where, "%s\n", reason.c_str());
-        throw LoginException("login_main.cc", __LINE__, reason);
-    }
+    else if (has_option_word(value))
+        reason = string(what) + " must not have a word beginning with '-'";
+    else
+        return;
+    char where[8000];
+    snprintf(where, 8000, "+%d %s %s", __LINE__, "login_main.cc", __FUNCTION__);
+    xlog_error("LOGIN", where, "%s\n", reason.c_str());
+    throw LoginException("login_main.cc", __LINE__, reason);
 }
 
 }  // namespace

@@ -3,7 +3,8 @@
 // files read by the TACACS+ client, and the pam_unix lines of common-auth.
 //
 // Key and type are joined unquoted on to a root shell's command line, so
-// besides the blank every character the shell would act on is refused.
+// besides the blank every character the shell would act on is refused, and
+// a word the script would take for an option.
 
 #include "core/login_module.h"
 
@@ -16,16 +17,20 @@
 
 #include "libxorp/xorp.h"
 #include "libxorp/xlog.h"
+#include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
+#include "core/safe_file.hh"
 #include "core/text_checks.hh"
 
-// Writes "true" or "false", without newline, over the whole of `path`.
+// Writes "true" or "false", without newline, over the whole of `path`; the
+// file is readable by all and writable by root only, never reached through a
+// link or in a directory open to others.
 static void
 write_flag_file(const char* path, bool value, const char* function)
 {
     const char* word = value ? "true" : "false";
-    int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    int fd = open_safe_file(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     if (fd < 0) {
         char where[8000];
         snprintf(where, 8000, "+%d %s %s", __LINE__, "login_main.cc",
@@ -36,6 +41,17 @@ write_flag_file(const char* path, bool value, const char* function)
     ssize_t written = write(fd, word, strlen(word));
     UNUSED(written);
     close(fd);
+}
+
+// Runs a script whose status is not looked at; a line that starts no shell
+// at all (too long for the kernel) is a failure, not a success.
+static void
+run_tacacs_script(const string& line, const char* what)
+{
+    if (!run_command_line(line))
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("%s not handed on: %s", what,
+                                      strerror(errno)));
 }
 
 void
@@ -85,7 +101,11 @@ LoginMain::set_tacacs_key(const string& key)
     if (has_shell_special(key))
         throw LoginException("login_main.cc", __LINE__,
                              "Tacacs+ shared key should not have shell special characters.");
-    system(("/vela/bin/shell/tacacs_key.sh " + key).c_str());
+    if (has_option_word(key))
+        throw LoginException("login_main.cc", __LINE__,
+                             "Tacacs+ shared key should not begin with '-'.");
+    run_tacacs_script("/vela/bin/shell/tacacs_key.sh " + key,
+                      "Tacacs+ shared key");
 }
 
 void
@@ -98,5 +118,9 @@ LoginMain::set_tacacs_auth_type(const string& auth_type)
     if (has_shell_special(effective))
         throw LoginException("login_main.cc", __LINE__,
                              "Tacacs+ auth type should not have shell special characters.");
-    system(("/vela/bin/shell/tacacs_auth_type.sh " + effective).c_str());
+    if (has_option_word(effective))
+        throw LoginException("login_main.cc", __LINE__,
+                             "Tacacs+ auth type should not begin with '-'.");
+    run_tacacs_script("/vela/bin/shell/tacacs_auth_type.sh " + effective,
+                      "Tacacs+ auth type");
 }

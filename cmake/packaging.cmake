@@ -9,7 +9,7 @@ set(CPACK_PACKAGE_CONTACT "login developers <login@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
     "system-administration daemon of a XORP-based switch")
 set(CPACK_PACKAGE_DESCRIPTION
-    "login applies the switch's system settings, given as XRL commands, to Linux: accounts, banners, host name, NTP, syslog, TACACS+, telnet and SSH limits, management firewall rules. With the XORP finder and the call_xrl and xrl_peer tools.")
+    "login applies the switch's system settings, given as XRL commands, to Linux: accounts, banners, host name, NTP, syslog, TACACS+, telnet and SSH limits, management firewall rules. With the XORP finder, the call_xrl and xrl_peer tools, and the router manager's template (share/xorp/templates/login.tp) and xorpsh commands (login.cmds) that configure it as the \"system\" node.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -6,6 +6,7 @@
 #include "libxorp/xorp.h"
 #include "libxorp/xlog.h"
 
+#include "auth/tac_live_pass.hh"
 #include "core/login_main.hh"
 
 LoginMain::LoginMain(XrlStdRouter& router)
@@ -15,6 +16,7 @@ LoginMain::LoginMain(XrlStdRouter& router)
       _syslog_host(),
       _tacacs_live_changed(true),
       _tacacs_first_set(true),
+      _tac_pass_again(false),
       // Written by set_inband_enable before anything reads it.
       _inband_enabled(false),
       _ssh_connection_limit(15),
@@ -32,6 +34,9 @@ LoginMain::LoginMain(XrlStdRouter& router)
     set_ssh_connection_limit(15);
     set_telnet_rate_limit(20);
 }
+
+// Here, where the pass's class is complete; a pass under way is killed.
+LoginMain::~LoginMain() = default;
 
 void
 LoginMain::shutdown()

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <netinet/in.h>
 #include <list>
+#include <map>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -21,12 +23,13 @@
 
 #include "core/login_exception.hh"
 
+class TacLivePass;
 class XrlStdRouter;
 
 class LoginMain {
 public:
     explicit LoginMain(XrlStdRouter& router);
-    ~LoginMain() = default;
+    ~LoginMain();
 
     LoginMain(const LoginMain&) = delete;
     LoginMain& operator=(const LoginMain&) = delete;
@@ -130,8 +133,11 @@ public:
     void delete_tacacs_server(const IPv4& server);
     void set_tacacs_key(const std::string& key);
     void set_tacacs_auth_type(const std::string& auth_type);
+    // Starts a liveness pass on the loop, or one more after the pass under
+    // way; the file is written when it ends. Always true: a periodic timer
+    // with this body never ends.
     bool tac_live();
-    int tac_ping(struct in_addr address);
+    bool tac_pass_running() const;
 
     // Management access lists (access/).
     void clear_snmp_access_list();
@@ -156,6 +162,9 @@ public:
     bool temperature_job();
 
 private:
+    void tac_live_done();
+    void write_live_servers_if_changed();
+
     bool                  _is_running;
     XrlStdRouter&         _xrl_router;
     std::string           _syslog_file;
@@ -169,6 +178,9 @@ private:
     XorpTimer             _temperature_timer;
     bool                  _tacacs_live_changed;
     bool                  _tacacs_first_set;
+    std::unique_ptr<TacLivePass> _tac_pass;
+    std::unique_ptr<TacLivePass> _tac_spent_pass;
+    bool                  _tac_pass_again;
     std::set<std::string> _snmp_access_list;
     std::set<std::string> _remote_access_list;
     std::set<std::string> _web_access_list;
@@ -182,6 +194,9 @@ private:
     bool                  _ssh_rate_limit_installed;
     uint32_t              _telnet_rate_limit;
     bool                  _telnet_rate_limit_installed;
+    // In-band rules of each interface as the last step on it left them: true
+    // if open, false if locked; an interface not in it is not known.
+    std::map<int, bool>   _inband_reached;
 };
 
 #endif // LOGIN_CORE_LOGIN_MAIN_HH

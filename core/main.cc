@@ -5,6 +5,7 @@
 #include <getopt.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include "libxorp/xorp.h"
 #include "libxorp/xlog.h"
@@ -44,6 +45,9 @@ main(int argc, char* argv[])
         usage(stderr, argv[0]);
         return 2;
     }
+    // Every command and script the daemon starts, and whatever they create,
+    // gets the normal mask, whatever mask the daemon was started with.
+    umask(022);
 
     xlog_init(argv[0], NULL);
     xlog_set_verbose(XLOG_VERBOSE_LOW);

@@ -2,6 +2,9 @@
 
 #include "core/text_checks.hh"
 
+#include <cerrno>
+#include <cstdlib>
+
 #include "libxorp/xorp.h"
 #include "libxorp/c_format.hh"
 
@@ -13,4 +16,34 @@ void check_no_nul_byte(const std::string& text, const char* what)
         throw LoginException("login_main.cc", __LINE__,
                              c_format("%s must not contain a NUL byte", what));
     }
+}
+
+bool has_option_word(const std::string& text)
+{
+    for (size_t i = 0; i < text.size(); i++) {
+        bool word_start = i == 0 || text[i - 1] == ' ' || text[i - 1] == '\t';
+        if (word_start && text[i] == '-')
+            return true;
+    }
+    return false;
+}
+
+bool has_dot_dot_component(const std::string& text)
+{
+    return ("/" + text + "/").find("/../") != std::string::npos;
+}
+
+bool run_command_line(const std::string& line, int* status)
+{
+    const int saved_errno = errno;
+    errno = 0;
+    int result = system(line.c_str());
+    if (status != nullptr)
+        *status = result;
+    // A shell that can't be started looks like one that exits with 127,
+    // but only then is errno set.
+    if (result == -1 || (result == 127 << 8 && errno != 0))
+        return false;
+    errno = saved_errno;
+    return true;
 }

@@ -47,4 +47,19 @@ inline bool has_shell_special(const std::string& text)
     return false;
 }
 
+// True when a word of `text` (words split at blanks and tabs, as the shell
+// splits them) begins with '-': the script would take it for an option.
+bool has_option_word(const std::string& text);
+
+// True when a component of the path `text` is "..", which climbs out of the
+// directory the path seems to be under.
+bool has_dot_dot_component(const std::string& text);
+
+// Runs `line` with system(), and tells whether a shell was started at all:
+// false, with errno saying why (E2BIG for a line longer than the kernel
+// takes, EAGAIN, ENOMEM), when nothing ran. Otherwise errno is left as it
+// was before, whatever the command did, and `status` (if given) is set to
+// what system() returned.
+bool run_command_line(const std::string& line, int* status = nullptr);
+
 #endif  // LOGIN_CORE_TEXT_CHECKS_HH

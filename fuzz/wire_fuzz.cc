@@ -2,7 +2,8 @@
 // that is read, written again from what was read, reads back the same. An
 // STCP header agrees with its frame length. Packed arguments that are read
 // pack to bytes that read and pack to the same bytes (not to the input
-// itself: a NaN is packed as XORP's one NaN).
+// itself: a NaN is packed as XORP's one NaN). An XrlArgs and head reused
+// from input to input, as the transport's, read exactly what fresh ones do.
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -15,13 +16,13 @@ namespace {
 
 // The frame written again from what `frame` holds, or "" when it is no
 // frame (or would not fit once written again: a note may grow).
-std::string rewritten(const std::string& frame, finderwire::Message& m) {
+std::string rewritten(const char* frame, size_t size, finderwire::Message& m) {
     size_t length = 0;
     const char* why = nullptr;
     uint32_t code = 0;
     std::string note, args, out;
-    if (finderwire::split(frame.data(), frame.size(), length, why) != FRAME_READY
-        || length != frame.size() || !finderwire::parse(frame.data(), length, m))
+    if (finderwire::split(frame, size, length, why) != FRAME_READY
+        || length != size || !finderwire::parse(frame, length, m))
         return "";
     if (m.request)
         finderwire::append_request(out, m.seq, std::string(m.body, m.body_len));
@@ -30,10 +31,16 @@ std::string rewritten(const std::string& frame, finderwire::Message& m) {
     return out;
 }
 
-std::string packed(const std::string& bytes, std::string* head) {
+std::string packed(const uint8_t* p, size_t n, std::string* head) {
+    static XrlArgs reused;
+    static std::string reused_head;
     XrlArgs args;
     std::string out;
-    if (xrl_args_unpack(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), args, head))
+    bool ok = xrl_args_unpack(p, n, args, head);
+    if (xrl_args_unpack(p, n, reused, head ? &reused_head : nullptr) != ok
+        || (ok && (reused != args || (head && reused_head != *head))))
+        abort();
+    if (ok)
         xrl_args_pack(out, args, head);
     return out;
 }
@@ -41,24 +48,28 @@ std::string packed(const std::string& bytes, std::string* head) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    // Read from `data` itself, not a copy: a string's copy ends in a NUL
+    // byte that would hide a read one past the end.
+    const char* bytes = reinterpret_cast<const char*>(data);
     finderwire::Message m, m2;
-    std::string once = rewritten(bytes, m);
-    if (!once.empty() && (rewritten(once, m2) != once || m2.request != m.request || m2.seq != m.seq))
+    std::string once = rewritten(bytes, size, m);
+    if (!once.empty() && (rewritten(once.data(), once.size(), m2) != once
+                          || m2.request != m.request || m2.seq != m.seq))
         abort();
 
     size_t length = 0;
     const char* why = nullptr;
     stcp::Header h;
-    if (stcp::split(bytes.data(), size, length, why) == FRAME_READY
-        && (stcp::read_header(bytes.data(), h),
+    if (stcp::split(bytes, size, length, why) == FRAME_READY
+        && (stcp::read_header(bytes, h),
             stcp::kHeaderSize + uint64_t(h.note_len) + h.data_len != length))
         abort();
 
     std::string head;
     std::string* with_head = size > 0 && (data[size - 1] & 1) ? &head : nullptr;
-    once = packed(bytes, with_head);
-    if (!once.empty() && packed(once, with_head) != once)
+    once = packed(data, size, with_head);
+    if (!once.empty()
+        && packed(reinterpret_cast<const uint8_t*>(once.data()), once.size(), with_head) != once)
         abort();
     return 0;
 }

@@ -9,6 +9,7 @@
 #include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
+#include "core/safe_file.hh"
 #include "core/text_checks.hh"
 #include "system/room.hh"
 
@@ -27,7 +28,7 @@ void write_banner(const char* path, const string& text, bool newline)
         throw LoginException("login_main.cc", __LINE__,
                              c_format("No space left on device for %s", path));
     }
-    FILE* file = fopen(path, "w+");
+    FILE* file = fopen_safe_file(path, "w+");
     if (file == NULL) {
         throw LoginException("login_main.cc", __LINE__,
                              c_format("Failed to open file: %s", path));

@@ -3,6 +3,8 @@
 // whole line can match the old host line.
 
 #include "system/hosts_file.hh"
+
+#include "core/safe_file.hh"
 #include "system/room.hh"
 
 #include <cstdio>
@@ -73,7 +75,7 @@ rewrite_hosts_file(const char* path, const std::string& old_line,
 
     if (!room_to_replace(path, text.size()))
         return HostsRewrite::kNoRoom;
-    FILE* out = fopen(path, "wb");
+    FILE* out = fopen_safe_file(path, "wb");
     if (out == NULL)
         return HostsRewrite::kNotWritable;
     bool written = fwrite(text.data(), 1, text.size(), out) == text.size();

@@ -4,13 +4,16 @@
 
 #include "core/login_module.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <list>
 
 #include "libxorp/xorp.h"
+#include "libxorp/c_format.hh"
 
 #include "core/login_main.hh"
+#include "core/safe_file.hh"
 #include "system/room.hh"
 #include "vela/vela_common.hh"
 #include "system/ntp_file.hh"
@@ -26,6 +29,27 @@ void start_ntp()
     execute_command("/etc/init.d/ntp", args, false, false);
 }
 
+// Writes `text` to the file opened with `mode`; false if it isn't all there.
+bool write_ntp_file(const char* mode, const string& text)
+{
+    FILE* file = fopen_safe_file(kNtpServers, mode);
+    if (file == NULL)
+        return false;
+    bool written = fwrite(text.data(), 1, text.size(), file) == text.size();
+    return fclose(file) == 0 && written;
+}
+
+// The service is started again on every path; a file left unchanged is then
+// reported, never answered as success.
+void start_ntp_and_report(bool recorded)
+{
+    start_ntp();
+    if (!recorded) {
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("Failed to write file: %s", kNtpServers));
+    }
+}
+
 }  // namespace
 
 void
@@ -35,13 +59,7 @@ LoginMain::set_ntp_server(const IPv4& server)
     system(("ntpdate " + server.str()).c_str());
     system("hwclock -w -u");
 
-    FILE* file = fopen(kNtpServers, "a");
-    if (file != NULL) {
-        string line = "server " + server.str() + "\n";
-        fwrite(line.data(), 1, line.size(), file);
-        fclose(file);
-    }
-    start_ntp();
+    start_ntp_and_report(write_ntp_file("a", "server " + server.str() + "\n"));
 }
 
 void
@@ -51,14 +69,11 @@ LoginMain::delete_ntp_server(const IPv4& server)
 
     string kept;
     // A file that can't be read whole, or written whole, is left as it was.
-    if (read_ntp_servers_except(kNtpServers, "server " + server.str(),
-                                kept)
-        && room_to_replace(kNtpServers, kept.size())) {
-        FILE* file = fopen(kNtpServers, "wb");
-        if (file != NULL) {
-            fwrite(kept.data(), 1, kept.size(), file);
-            fclose(file);
-        }
-    }
-    start_ntp();
+    // A missing one holds no server, so there is nothing to delete.
+    bool done = !read_ntp_servers_except(kNtpServers, "server " + server.str(),
+                                        kept)
+        ? errno == ENOENT
+        : room_to_replace(kNtpServers, kept.size())
+          && write_ntp_file("wb", kept);
+    start_ntp_and_report(done);
 }

@@ -44,9 +44,21 @@ int run_with_tail(const char* command, const string& text, size_t skip,
                          ". : / _ - , may follow the command words");
             return -1;
         }
+        if (has_option_word(tail)) {
+            warn_refused(function, "no word after the command words may "
+                         "begin with '-'");
+            return -1;
+        }
         line += " " + tail;
     }
-    return system(line.c_str());
+    // A line too long for the kernel starts nothing; that is said, not hidden.
+    int status = -1;
+    if (!run_command_line(line, &status)) {
+        warn_refused(function, (string("no shell started, ")
+                                + strerror(errno)).c_str());
+        return -1;
+    }
+    return status;
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 
 #include "core/login_module.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "libxorp/xorp.h"
 #include "libxorp/c_format.hh"
@@ -36,10 +38,25 @@ LoginMain::set_syslog_file(const string& location)
         throw LoginException("login_main.cc", __LINE__,
             "Syslog file location may hold only letters, digits and . _ - /");
     }
+    // The root script writes the log where it is told: a path may only name
+    // a file under a log directory, and nothing may pass for an option.
+    if (location[0] == '-' || has_dot_dot_component(location)
+        || (location.find('/') != string::npos
+            && location.compare(0, 9, "/tmp/log/") != 0
+            && location.compare(0, 9, "/var/log/") != 0)) {
+        throw LoginException("login_main.cc", __LINE__,
+            "Syslog file location must be a word, or a path under /tmp/log/ or"
+            " /var/log/ without '..', and must not begin with '-'");
+    }
     if (location == "disk")
         _syslog_file = "/var/log/messages";
     else
         _syslog_file = "/tmp/log/messages";
-    system(c_format("/vela/bin/shell/syslog_file_filename.sh %s",
-                    location.c_str()).c_str());
+    string line = c_format("/vela/bin/shell/syslog_file_filename.sh %s",
+                           location.c_str());
+    if (!run_command_line(line)) {
+        throw LoginException("login_main.cc", __LINE__,
+                             c_format("Syslog file location not handed on: %s",
+                                      strerror(errno)));
+    }
 }

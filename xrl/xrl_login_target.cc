@@ -175,6 +175,14 @@ XrlLoginTarget::shutdown()
     return _xce_ok;
 }
 
+// The daemon serves from the moment it registers; the router manager's
+// start-up call only learns that it may send the configuration.
+XrlCmdError
+XrlLoginTarget::startup()
+{
+    return _xce_ok;
+}
+
 //
 // card_manager_client/0.1
 //

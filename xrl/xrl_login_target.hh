@@ -52,6 +52,7 @@ public:
     XrlCmdError get_version(std::string& version) override;
     XrlCmdError get_status(uint32_t& status, std::string& reason) override;
     XrlCmdError shutdown() override;
+    XrlCmdError startup() override;
 
     // card_manager_client/0.1
     XrlCmdError card_state_changed(const uint32_t& card,

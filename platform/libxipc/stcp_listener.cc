@@ -29,21 +29,23 @@ void* const kWrote = reinterpret_cast<void*>(1);
 bool
 method_of(const std::string& head, std::string& method)
 {
-    size_t p = 0;
+    const char* p = head.data();
+    const char* end = p + head.size();
     for (int i = 0; i < 3; i++) {
-	p = head.find('/', p);
-	if (p == std::string::npos)
+	p = static_cast<const char*>(memchr(p, '/', end - p));
+	if (p == NULL)
 	    return false;
 	p++;
     }
-    method = head.substr(p, head.find('?', p) - p);
+    const char* q = static_cast<const char*>(memchr(p, '?', end - p));
+    method.assign(p, q == NULL ? end : q);
     return !method.empty();
 }
 
 }  // namespace
 
 StcpListener::StcpListener(EventLoop& e, StcpDispatcher& d)
-    : _eventloop(e), _dispatcher(d), _fd(-1)
+    : _eventloop(e), _dispatcher(d), _fd(-1), _busy(false)
 {
 }
 
@@ -58,6 +60,7 @@ StcpListener::~StcpListener()
 	unlink(_path.c_str());
     for (WireConn* c : _conns)
 	delete c;
+    _busy = false;
     reap();
 }
 
@@ -189,10 +192,9 @@ StcpListener::wire_message(WireConn* conn, const char* frame, size_t)
 {
     stcp::Header h;
     stcp::read_header(frame, h);
-    std::string& out = conn->out();
     conn->set_user(kWrote);
     if (h.type == stcp::HELO) {
-	stcp::append_header(out, h.seq, stcp::HELO_ACK, OKAY, 0, 0);
+	stcp::append_header(conn->out(), h.seq, stcp::HELO_ACK, OKAY, 0, 0);
 	conn->flush();
 	return;
     }
@@ -200,31 +202,59 @@ StcpListener::wire_message(WireConn* conn, const char* frame, size_t)
 	conn->close("a caller sent a reply");
 	return;
     }
+    if (_busy) {
+	// A handler turned the loop and this request came meanwhile: it is
+	// answered with buffers of its own.
+	Work w;
+	answer(conn, h, frame, w);
+	return;
+    }
+    struct Busy {
+	bool& b;
+	explicit Busy(bool& x) : b(x) { b = true; }
+	~Busy() { b = false; }
+    } busy(_busy);
+    answer(conn, h, frame, _work);
+    if (!_dead.empty() && !_reaper.scheduled())	// closed meanwhile
+	_reaper = _eventloop.new_oneoff_after(TimeVal(0, 0),
+					      callback(this, &StcpListener::reap));
+}
+
+void
+StcpListener::answer(WireConn* conn, const stcp::Header& h, const char* frame,
+		     Work& w)
+{
     const uint8_t* data = reinterpret_cast<const uint8_t*>(frame)
 	+ stcp::kHeaderSize + h.note_len;
-    std::string method;
     XrlError result;
-    _out.clear();
+    w.out.clear();
+    bool kept = false;
     auto refusal = _untrusted.find(conn);
     if (refusal != _untrusted.end()) {
+	w.method.clear();
 	result = XrlError(COMMAND_FAILED, refusal->second);
-    } else if (!xrl_args_unpack(data, h.data_len, _in, &_head)
-	|| !method_of(_head, method)) {
+    } else if (!xrl_args_unpack(data, h.data_len, w.in, &w.head, &kept)) {
+	w.method.clear();
+	result = XrlError(INTERNAL_ERROR, "corrupt xrl");
+    } else if ((!kept || w.method.empty()) && !method_of(w.head, w.method)) {
+	w.method.clear();
 	result = XrlError(INTERNAL_ERROR, "corrupt xrl");
     } else {
-	result = _dispatcher.stcp_dispatch(method, _in, _out);
+	result = _dispatcher.stcp_dispatch(w.method, w.in, w.out);
 	if (!conn->is_open())
 	    return;
     }
     if (!result.isOK())
-	_out.clear();
+	w.out.clear();
+    std::string& out = conn->out();
     const std::string& note = result.note();
     size_t at = out.size();
     stcp::append_header(out, h.seq, stcp::RESPONSE, result.error_code(),
 			static_cast<uint32_t>(note.size()), 0);
-    out += note;
+    if (!note.empty())
+	out += note;
     size_t data_at = out.size();
-    xrl_args_pack(out, _out);
+    xrl_args_pack(out, w.out);
     if (out.size() - at > stcp::kMaxPacket) {
 	// Too long for a caller to take: the code survives, the rest not.
 	out.resize(at);
@@ -262,6 +292,8 @@ StcpListener::wire_closed(WireConn* conn, const char*)
 void
 StcpListener::reap()
 {
+    if (_busy)
+	return;		// wire_message() schedules it again when done
     for (WireConn* c : _dead)
 	delete c;
     _dead.clear();

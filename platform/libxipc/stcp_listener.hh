@@ -18,6 +18,7 @@
 #include "libxorp/eventloop.hh"
 #include "libxorp/timer.hh"
 #include "libxipc/xrl_args.hh"
+#include "libxipc/stcp_wire.hh"
 #include "libxipc/xrl_error.hh"
 #include "libxipc/xrl_wire_conn.hh"
 
@@ -51,6 +52,17 @@ public:
     void wire_closed(WireConn* conn, const char* why);
 
 private:
+    // What answering a request works in: reused from one to the next.
+    // _method is empty, or the method of _head.
+    struct Work {
+	XrlArgs		in;
+	XrlArgs		out;
+	std::string	head;
+	std::string	method;
+    };
+
+    void answer(WireConn* conn, const stcp::Header& h, const char* frame,
+		Work& w);
     void accept_ready(int fd, IoEventType t);
     bool idle_tick();
     void started(int fd);
@@ -67,9 +79,11 @@ private:
     std::unordered_map<WireConn*, std::string> _untrusted;
     XorpTimer			_idle;
     XorpTimer			_reaper;
-    XrlArgs			_in;		// reused per request
-    XrlArgs			_out;
-    std::string			_head;
+    Work			_work;
+    // A request is being answered with _work: a handler that turns the
+    // loop must not see it overwritten by the next request, nor its
+    // connection deleted.
+    bool			_busy;
 };
 
 #endif // __LIBXIPC_STCP_LISTENER_HH__

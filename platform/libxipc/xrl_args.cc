@@ -25,6 +25,40 @@ XrlArgs::XrlArgs(const char* text)
             break;
         start = amp + 1;
     }
+    _n = _args.size();
+}
+
+XrlArgs&
+XrlArgs::operator=(const XrlArgs& o)
+{
+    if (this != &o) {
+        _args.assign(o.begin(), o.end());
+        _n = o._n;
+    }
+    return *this;
+}
+
+XrlArgs&
+XrlArgs::operator=(XrlArgs&& o) noexcept
+{
+    if (this != &o) {
+        _args = std::move(o._args);
+        _n = o._n;
+        o._args.clear();
+        o._n = 0;
+    }
+    return *this;
+}
+
+void
+XrlArgs::drop_spare()
+{
+    size_t keep = std::max(_n, kSpare);
+    if (_args.size() > keep)
+        _args.erase(_args.begin() + keep, _args.end());
+    if (_args.capacity() > std::max(keep, kRoom))
+        std::vector<XrlAtom>(std::make_move_iterator(_args.begin()),
+                             std::make_move_iterator(_args.end())).swap(_args);
 }
 
 XrlArgs&
@@ -37,15 +71,35 @@ XrlArgs&
 XrlArgs::add(XrlAtom&& atom)
 {
     if (find(atom.name()) != nullptr)
-        xorp_throw(XrlAtomFound, "duplicate argument \"" + atom.name() + "\"");
-    _args.push_back(std::move(atom));
+        duplicate(atom.name());
+    if (_n < _args.size())
+        _args[_n] = std::move(atom);
+    else
+        _args.push_back(std::move(atom));
+    _n++;
     return *this;
+}
+
+void
+XrlArgs::duplicate(const std::string& name)
+{
+    xorp_throw(XrlAtomFound, "duplicate argument \"" + name + "\"");
+}
+
+const XrlAtom*
+XrlArgs::find(const char* name) const
+{
+    for (size_t i = 0; i < _n; i++) {
+        if (_args[i].named(name))
+            return &_args[i];
+    }
+    return nullptr;
 }
 
 const XrlAtom*
 XrlArgs::find(const std::string& name) const
 {
-    for (const XrlAtom& a : _args) {
+    for (const XrlAtom& a : *this) {
         if (a.name() == name)
             return &a;
     }
@@ -64,7 +118,7 @@ XrlArgs::item(const std::string& name) const
 const XrlAtom&
 XrlArgs::operator[](size_t index) const
 {
-    if (index >= _args.size())
+    if (index >= _n)
         xorp_throw(BadArgs, "argument index " + std::to_string(index)
                    + " out of range");
     return _args[index];
@@ -107,7 +161,7 @@ std::string
 XrlArgs::str() const
 {
     std::string s;
-    for (size_t i = 0; i < _args.size(); i++) {
+    for (size_t i = 0; i < _n; i++) {
         if (i)
             s += "&";
         s += _args[i].str();

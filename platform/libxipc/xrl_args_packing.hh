@@ -16,8 +16,9 @@ void xrl_args_pack(std::string& out, const XrlArgs& args,
 
 // Reads [p, p + n) whole: false when it is not exactly one packed XrlArgs
 // of atoms with distinct names (the first atom going to `head`, which must
-// then be unnamed text, when `head` is not null).
+// then be unnamed text, when `head` is not null).  A `head` that holds the
+// same text already is left as it is, and *head_kept (when given) says so.
 bool xrl_args_unpack(const uint8_t* p, size_t n, XrlArgs& args,
-		     std::string* head = NULL);
+		     std::string* head = NULL, bool* head_kept = NULL);
 
 #endif // __LIBXIPC_XRL_ARGS_PACKING_HH__

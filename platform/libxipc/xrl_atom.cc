@@ -1,5 +1,7 @@
 #include "libxipc/xrl_atom.hh"
 
+#include <cstring>
+
 #include <cctype>
 #include <climits>
 #include <cmath>
@@ -127,13 +129,42 @@ xrlatom_type_from_name(const std::string& name)
 bool
 XrlAtom::valid_name(const std::string& name)
 {
-    for (char c : name) {
-        bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')
-            || (c >= '0' && c <= '9') || c == '_' || c == '-';
-        if (!ok)
+    return valid_name(name.data(), name.size());
+}
+
+bool
+XrlAtom::valid_name(const char* name, size_t len)
+{
+    // [A-Za-z0-9_-], looked up rather than compared: every atom of every
+    // message passes here.
+    static const struct Table {
+        bool ok[256];
+        Table() : ok() {
+            for (int c = 0; c < 256; c++)
+                ok[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')
+                    || (c >= '0' && c <= '9') || c == '_' || c == '-';
+        }
+    } table;
+    for (size_t i = 0; i < len; i++)
+        if (!table.ok[static_cast<uint8_t>(name[i])])
             return false;
-    }
     return true;
+}
+
+void
+XrlAtom::set_name(const char* name)
+{
+    size_t len = strlen(name);
+    if (!valid_name(name, len))
+        xorp_throw(BadName, "bad atom name " + quoted(name));
+    _name.assign(name, len);
+}
+
+void
+XrlAtom::rename(const char* name)
+{
+    if (!named(name))
+        set_name(name);
 }
 
 void
@@ -165,6 +196,13 @@ XrlAtom::XrlAtom(const char* name, XrlAtomType type)
         : _type(tag), _have_data(true)                                      \
     {                                                                       \
         set_name(name);                                                     \
+        member = v;                                                         \
+    }                                                                       \
+    void XrlAtom::reset(const char* name, const T& v)                       \
+    {                                                                       \
+        rename(name);                                                       \
+        _type = tag;                                                        \
+        _have_data = true;                                                  \
         member = v;                                                         \
     }
 
@@ -198,6 +236,15 @@ XrlAtom::XrlAtom(const char* name, const char* v)
     : _type(xrlatom_text), _have_data(true), _text(v)
 {
     set_name(name);
+}
+
+void
+XrlAtom::reset(const char* name, const char* v)
+{
+    rename(name);
+    _type = xrlatom_text;
+    _have_data = true;
+    _text = v;
 }
 
 XrlAtom::XrlAtom(const char* text)

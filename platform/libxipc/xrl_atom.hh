@@ -99,6 +99,35 @@ public:
 
     const std::string& name() const { return _name; }
     void set_name(const std::string& name);          // throws BadName
+    void set_name(const char* name);
+    // True when the name is `name`, without a library call.
+    bool named(const char* name) const {
+        const char* p = _name.data();
+        size_t n = _name.size();
+        for (size_t i = 0; i < n; i++)         // a held name has no NUL
+            if (p[i] != name[i])
+                return false;
+        return name[n] == '\0';
+    }
+
+    // Becomes the named value, as the constructor of the same arguments
+    // makes it, in place: an atom reused from an earlier message keeps its
+    // strings' room, and a name it already has is neither checked again
+    // nor copied.  Throws BadName.
+    void reset(const char* name, const int32_t& v);
+    void reset(const char* name, const uint32_t& v);
+    void reset(const char* name, const bool& v);
+    void reset(const char* name, const IPv4& v);
+    void reset(const char* name, const IPv4Net& v);
+    void reset(const char* name, const IPv6& v);
+    void reset(const char* name, const IPv6Net& v);
+    void reset(const char* name, const std::string& v);
+    void reset(const char* name, const char* v);
+    void reset(const char* name, const XrlAtomList& v);
+    void reset(const char* name, const std::vector<uint8_t>& v);
+    void reset(const char* name, const int64_t& v);
+    void reset(const char* name, const uint64_t& v);
+    void reset(const char* name, const double& v);
     XrlAtomType type() const { return _type; }
     const char* type_name() const { return xrlatom_type_name(_type); }
     bool has_data() const { return _have_data; }
@@ -134,8 +163,10 @@ public:
     bool operator!=(const XrlAtom& other) const { return !(*this == other); }
 
     static bool valid_name(const std::string& name);
+    static bool valid_name(const char* name, size_t len);
 
 private:
+    void rename(const char* name);
     void check_type(XrlAtomType wanted) const;
     void parse_value(const std::string& encoded);
     void set_value_from_text(const std::string& decoded);

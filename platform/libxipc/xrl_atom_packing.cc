@@ -15,13 +15,6 @@ const uint8_t kNamed = 0x80;
 const uint8_t kData = 0x40;
 const uint8_t kTypeMask = 0x3f;
 
-void
-put_be(std::string& out, uint64_t v, int bytes)
-{
-    for (int i = bytes - 1; i >= 0; i--)
-        out += static_cast<char>((v >> (8 * i)) & 0xff);
-}
-
 uint64_t
 get_be(const uint8_t* p, int bytes)
 {
@@ -29,13 +22,6 @@ get_be(const uint8_t* p, int bytes)
     for (int i = 0; i < bytes; i++)
         v = (v << 8) | p[i];
     return v;
-}
-
-void
-put_bytes(std::string& out, const void* p, size_t n)
-{
-    put_be(out, n, 4);
-    out.append(static_cast<const char*>(p), n);
 }
 
 // Reads within [p, end); every getter fails once anything is missing.
@@ -55,7 +41,8 @@ struct Reader {
         uint64_t n;
         if (!be(4, n) || !have(n))
             return false;
-        s.assign(reinterpret_cast<const char*>(p), n);
+        if (s.size() != n || memcmp(s.data(), p, n) != 0)
+            s.assign(reinterpret_cast<const char*>(p), n);
         p += n;
         return true;
     }
@@ -66,102 +53,143 @@ struct Reader {
 void
 XrlAtom::pack(std::string& out) const
 {
+    // The parts are put together here and appended at once (a long name
+    // or text on its own).
+    const size_t kShort = 48;
+    char b[2 * kShort + 32];
+    size_t n = 0;
+    auto be = [&b, &n](uint64_t v, int bytes) {
+        for (int i = bytes - 1; i >= 0; i--)
+            b[n++] = static_cast<char>((v >> (8 * i)) & 0xff);
+    };
     uint8_t hdr = _type & kTypeMask;
     if (!_name.empty())
         hdr |= kNamed;
     if (_have_data)
         hdr |= kData;
-    out += static_cast<char>(hdr);
+    b[n++] = static_cast<char>(hdr);
     if (!_name.empty()) {
-        put_be(out, _name.size(), 2);
-        out += _name;
+        be(_name.size(), 2);
+        if (_name.size() <= kShort) {
+            memcpy(b + n, _name.data(), _name.size());
+            n += _name.size();
+        } else {
+            out.append(b, n);
+            out += _name;
+            n = 0;
+        }
     }
-    if (!_have_data)
-        return;
-    switch (_type) {
-    case xrlatom_int32:   put_be(out, static_cast<uint32_t>(_i32), 4); break;
-    case xrlatom_uint32:  put_be(out, _u32, 4); break;
-    case xrlatom_ipv4:    put_be(out, ntohl(_ipv4.addr()), 4); break;
-    case xrlatom_ipv4net:
-        put_be(out, ntohl(_ipv4net.masked_addr().addr()), 4);
-        out += static_cast<char>(_ipv4net.prefix_len());
-        break;
-    case xrlatom_ipv6:
-        out.append(reinterpret_cast<const char*>(_ipv6.addr()), 16);
-        break;
-    case xrlatom_ipv6net:
-        out.append(reinterpret_cast<const char*>(_ipv6net.masked_addr().addr()), 16);
-        out += static_cast<char>(_ipv6net.prefix_len());
-        break;
-    case xrlatom_mac:
-    case xrlatom_text:    put_bytes(out, _text.data(), _text.size()); break;
-    case xrlatom_binary:  put_bytes(out, _binary.data(), _binary.size()); break;
-    case xrlatom_boolean: out += static_cast<char>(_bool ? 1 : 0); break;
-    case xrlatom_int64:   put_be(out, static_cast<uint64_t>(_i64), 8); break;
-    case xrlatom_uint64:  put_be(out, _u64, 8); break;
-    case xrlatom_fp64: {
-        uint64_t bits = 0x7ff0000000000001ULL;	// XORP's one NaN
-        if (!std::isnan(_fp64))
-            memcpy(&bits, &_fp64, sizeof(bits));
-        put_be(out, bits, 8);
-        break;
+    if (_have_data) {
+        switch (_type) {
+        case xrlatom_int32:   be(static_cast<uint32_t>(_i32), 4); break;
+        case xrlatom_uint32:  be(_u32, 4); break;
+        case xrlatom_ipv4:    be(ntohl(_ipv4.addr()), 4); break;
+        case xrlatom_ipv4net:
+            be(ntohl(_ipv4net.masked_addr().addr()), 4);
+            b[n++] = static_cast<char>(_ipv4net.prefix_len());
+            break;
+        case xrlatom_ipv6:
+            memcpy(b + n, _ipv6.addr(), 16);
+            n += 16;
+            break;
+        case xrlatom_ipv6net:
+            memcpy(b + n, _ipv6net.masked_addr().addr(), 16);
+            n += 16;
+            b[n++] = static_cast<char>(_ipv6net.prefix_len());
+            break;
+        case xrlatom_mac:
+        case xrlatom_text:
+            be(_text.size(), 4);
+            if (_text.size() <= kShort) {
+                memcpy(b + n, _text.data(), _text.size());
+                n += _text.size();
+                break;
+            }
+            out.append(b, n);
+            out += _text;
+            return;
+        case xrlatom_binary:
+            be(_binary.size(), 4);
+            out.append(b, n);
+            out.append(reinterpret_cast<const char*>(_binary.data()),
+                       _binary.size());
+            return;
+        case xrlatom_boolean: b[n++] = static_cast<char>(_bool ? 1 : 0); break;
+        case xrlatom_int64:   be(static_cast<uint64_t>(_i64), 8); break;
+        case xrlatom_uint64:  be(_u64, 8); break;
+        case xrlatom_fp64: {
+            uint64_t bits = 0x7ff0000000000001ULL;	// XORP's one NaN
+            if (!std::isnan(_fp64))
+                memcpy(&bits, &_fp64, sizeof(bits));
+            be(bits, 8);
+            break;
+        }
+        case xrlatom_list:
+            be(_list.size(), 4);
+            out.append(b, n);
+            for (size_t i = 0; i < _list.size(); i++)
+                _list.get(i).pack(out);
+            return;
+        default:
+            break;
+        }
     }
-    case xrlatom_list:
-        put_be(out, _list.size(), 4);
-        for (size_t i = 0; i < _list.size(); i++)
-            _list.get(i).pack(out);
-        break;
-    default:
-        break;
-    }
+    if (n > 0)
+        out.append(b, n);
 }
 
 size_t
 XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
 {
+    // Fills `atom` in place (it may be one reused from an earlier message:
+    // strings keep their room), so that nothing is built twice.
     Reader r = { start, start + n };
     uint64_t v;
     if (!r.be(1, v))
         return 0;
     const uint8_t hdr = static_cast<uint8_t>(v);
-    std::string name;
     if (hdr & kNamed) {
         if (!r.be(2, v) || !r.have(v))
             return 0;
-        name.assign(reinterpret_cast<const char*>(r.p), v);
+        // The name the atom has already (the same method's answer again)
+        // was checked when it was taken, and stays.
+        const char* name = reinterpret_cast<const char*>(r.p);
+        if (atom._name.size() != v || memcmp(atom._name.data(), name, v) != 0) {
+            if (!valid_name(name, v))
+                return 0;
+            atom._name.assign(name, v);
+        }
         r.p += v;
-        if (!valid_name(name))
-            return 0;
+    } else {
+        atom._name.clear();
     }
     // A number beyond the last type is no XrlAtomType value at all.
     if ((hdr & kTypeMask) > xrlatom_end)
         return 0;
     const XrlAtomType type = static_cast<XrlAtomType>(hdr & kTypeMask);
+    atom._have_data = false;
+    atom._type = type;
+    if (!(hdr & kData))
+        return r.p - start;
     try {
-        if (!(hdr & kData)) {
-            atom = XrlAtom();
-            atom._name = std::move(name);
-            return r.p - start;
-        }
-        std::string s;
         switch (type) {
         case xrlatom_int32:
             if (!r.be(4, v)) return 0;
-            atom = XrlAtom(static_cast<int32_t>(static_cast<uint32_t>(v)));
+            atom._i32 = static_cast<int32_t>(static_cast<uint32_t>(v));
             break;
         case xrlatom_uint32:
             if (!r.be(4, v)) return 0;
-            atom = XrlAtom(static_cast<uint32_t>(v));
+            atom._u32 = static_cast<uint32_t>(v);
             break;
         case xrlatom_ipv4:
             if (!r.be(4, v)) return 0;
-            atom = XrlAtom(IPv4(htonl(static_cast<uint32_t>(v))));
+            atom._ipv4 = IPv4(htonl(static_cast<uint32_t>(v)));
             break;
         case xrlatom_ipv4net: {
             uint64_t len;
             if (!r.be(4, v) || !r.be(1, len) || len > 32) return 0;
-            atom = XrlAtom(IPv4Net(IPv4(htonl(static_cast<uint32_t>(v))),
-                                   static_cast<uint8_t>(len)));
+            atom._ipv4net = IPv4Net(IPv4(htonl(static_cast<uint32_t>(v))),
+                                    static_cast<uint8_t>(len));
             break;
         }
         case xrlatom_ipv6:
@@ -170,45 +198,46 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
             IPv6 a(r.p);
             r.p += 16;
             if (type == xrlatom_ipv6) {
-                atom = XrlAtom(a);
+                atom._ipv6 = a;
                 break;
             }
             uint64_t len;
             if (!r.be(1, len) || len > 128) return 0;
-            atom = XrlAtom(IPv6Net(a, static_cast<uint8_t>(len)));
+            atom._ipv6net = IPv6Net(a, static_cast<uint8_t>(len));
             break;
         }
-        case xrlatom_mac:
+        case xrlatom_mac: {
+            std::string s;
             if (!r.bytes(s)) return 0;
-            atom = XrlAtom("", xrlatom_mac, s);
+            atom.set_value_from_text(s);
             break;
+        }
         case xrlatom_text:
-            if (!r.bytes(s)) return 0;
-            atom = XrlAtom(s);
+            if (!r.bytes(atom._text)) return 0;
             break;
-        case xrlatom_binary:
-            if (!r.bytes(s)) return 0;
-            atom = XrlAtom(std::vector<uint8_t>(s.begin(), s.end()));
+        case xrlatom_binary: {
+            uint64_t len;
+            if (!r.be(4, len) || !r.have(len)) return 0;
+            atom._binary.assign(r.p, r.p + len);
+            r.p += len;
             break;
+        }
         case xrlatom_boolean:
             if (!r.be(1, v)) return 0;
-            atom = XrlAtom(v != 0);
+            atom._bool = v != 0;
             break;
         case xrlatom_int64:
             if (!r.be(8, v)) return 0;
-            atom = XrlAtom(static_cast<int64_t>(v));
+            atom._i64 = static_cast<int64_t>(v);
             break;
         case xrlatom_uint64:
             if (!r.be(8, v)) return 0;
-            atom = XrlAtom(static_cast<uint64_t>(v));
+            atom._u64 = v;
             break;
-        case xrlatom_fp64: {
+        case xrlatom_fp64:
             if (!r.be(8, v)) return 0;
-            double d;
-            memcpy(&d, &v, sizeof(d));
-            atom = XrlAtom(d);
+            memcpy(&atom._fp64, &v, sizeof(v));
             break;
-        }
         case xrlatom_list: {
             uint64_t count;
             if (!r.be(4, count)) return 0;
@@ -225,7 +254,7 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
                 list.append(item);
                 r.p += used;
             }
-            atom = XrlAtom(list);
+            atom._list = list;
             break;
         }
         default:
@@ -234,8 +263,6 @@ XrlAtom::unpack(const uint8_t* start, size_t n, XrlAtom& atom)
     } catch (const XorpException&) {
         return 0;
     }
-    // The name was checked above; set here, not through a named
-    // constructor, so that it is neither checked nor copied twice.
-    atom._name = std::move(name);
+    atom._have_data = true;
     return r.p - start;
 }

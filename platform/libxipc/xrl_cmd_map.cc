@@ -17,13 +17,17 @@ XrlCmdMap::add_handler(const std::string& cmd, const XrlRecvSyncCallback& cb)
     if (cb.is_empty() || _cmds.count(cmd) != 0)
         return false;
     _cmds.emplace(cmd, XrlCmdEntry(cmd, cb));
+    _generation++;
     return true;
 }
 
 bool
 XrlCmdMap::remove_handler(const std::string& cmd)
 {
-    return _cmds.erase(cmd) != 0;
+    if (_cmds.erase(cmd) == 0)
+        return false;
+    _generation++;
+    return true;
 }
 
 const XrlCmdEntry*
@@ -51,18 +55,29 @@ XrlError
 XrlCmdMap::dispatch(const std::string& command, const XrlArgs& in,
                     XrlArgs* out) const
 {
-    if (out != nullptr)
-        out->clear();
     const XrlCmdEntry* entry = get_handler(command);
-    if (entry == nullptr)
+    if (entry == nullptr) {
+        if (out != nullptr)
+            out->clear();
         return XrlError(NO_SUCH_METHOD, command);
+    }
+    return dispatch(*entry, in, out);
+}
 
+XrlError
+XrlCmdMap::dispatch(const XrlCmdEntry& entry, const XrlArgs& in,
+                    XrlArgs* out) const
+{
+    if (out == nullptr) {
+        XrlArgs scratch;
+        return dispatch(entry, in, &scratch);
+    }
+    out->clear();
     // Keep the callback alive even if the handler removes itself.
-    XrlRecvSyncCallback cb = entry->callback();
-    XrlArgs scratch;
+    XrlRecvSyncCallback cb = entry.callback();
     errno = 0;                  // handlers see only what their own calls set
-    XrlError result = cb->dispatch(in, out != nullptr ? out : &scratch);
-    if (!result.isOK() && out != nullptr)
+    XrlError result = cb->dispatch(in, out);
+    if (!result.isOK())
         out->clear();
     return result;
 }

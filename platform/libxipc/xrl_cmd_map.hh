@@ -57,6 +57,13 @@ public:
     XrlError dispatch(const std::string& command, const XrlArgs& in,
                       XrlArgs* out) const;
     XrlError dispatch(const Xrl& xrl, XrlArgs* out) const;
+    // dispatch() of a handler found already by get_handler().
+    XrlError dispatch(const XrlCmdEntry& entry, const XrlArgs& in,
+                      XrlArgs* out) const;
+
+    // Changes with every handler added or removed: an entry of
+    // get_handler() stays valid while this stays the same.
+    uint64_t generation() const { return _generation; }
 
 private:
     XrlCmdMap(const XrlCmdMap&) = delete;
@@ -65,6 +72,7 @@ private:
     std::string                        _name;
     std::map<std::string, XrlCmdEntry> _cmds;
     bool                               _finalized;
+    uint64_t                           _generation = 0;
 };
 
 #endif // __LIBXIPC_XRL_CMD_MAP_HH__

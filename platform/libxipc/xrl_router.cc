@@ -202,6 +202,7 @@ XrlRouter::finder_client_disconnected(const std::string& why)
     lost.swap(_fq);
     // Resolutions came from that finder; the next calls resolve again.
     _cache.clear();
+    _route.sender = NULL;
     for (FinderRequest& r : lost)
 	r.done(SEND_FAILED, "lost the connection to the finder: " + why, "");
     if (was_ready)
@@ -325,8 +326,10 @@ XrlRouter::on_finder_request(uint32_t seq, const char* body, size_t len)
 	answer_finder(seq, OKAY, "", "");
     } else if (method == "remove_xrl_from_cache" && one_txt) {
 	_cache.erase(arg->text());
+	_route.sender = NULL;
 	answer_finder(seq, OKAY, "", "");
     } else if (method == "remove_xrls_for_target_from_cache" && one_txt) {
+	_route.sender = NULL;
 	for (auto i = _cache.begin(); i != _cache.end(); ) {
 	    if (key_target(i->first) == arg->text())
 		i = _cache.erase(i);
@@ -545,6 +548,11 @@ XrlRouter::send(const Xrl& xrl, const XrlSender::Callback& cb)
 	});
 	return true;
     }
+    if (_route.sender != NULL && _waiting.empty()
+	&& route_matches(xrl.target(), xrl.command())) {
+	_route.sender->send(new_call(cb), *_route.resolution, xrl.args());
+	return true;
+    }
     uint64_t call = new_call(cb);
     std::string key = "finder://" + xrl.target() + "/" + xrl.command();
     if (_waiting.empty() && _cache.count(key) != 0) {
@@ -591,8 +599,10 @@ XrlRouter::resolved(const std::string& key, uint32_t code,
     } catch (const XorpException&) {
 	res.clear();
     }
-    if (code == OKAY && !res.empty())
+    if (code == OKAY && !res.empty()) {
 	_cache[key] = res;
+	_route.sender = NULL;
+    }
     else if (code == OKAY || code == COMMAND_FAILED)
 	err = XrlError(RESOLVE_FAILED);	// the finder's note stays with it
     else
@@ -627,6 +637,19 @@ XrlRouter::drain_waiting()
     }
 }
 
+// Whether _route.key is "finder://<target>/<command>".
+bool
+XrlRouter::route_matches(const std::string& target,
+			 const std::string& command) const
+{
+    const std::string& k = _route.key;
+    const size_t n = 9;		// "finder://"
+    return k.size() == n + target.size() + 1 + command.size()
+	&& k.compare(n, target.size(), target) == 0
+	&& k[n + target.size()] == '/'
+	&& k.compare(n + target.size() + 1, command.size(), command) == 0;
+}
+
 void
 XrlRouter::send_direct(uint64_t call, const std::string& key,
 		       const XrlArgs& args)
@@ -646,9 +669,15 @@ XrlRouter::send_direct(uint64_t call, const std::string& key,
 	    s = _senders.insert(std::make_pair(addr, sender)).first;
 	}
 	s->second->send(call, r, args);
+	if (&r == &res.front()) {
+	    _route.key = key;
+	    _route.resolution = &r;
+	    _route.sender = s->second;
+	}
 	return;
     }
     _cache.erase(key);
+    _route.sender = NULL;
     fail_later(call, XrlError(SEND_FAILED, "cannot connect to the target: "
 			      + why));
 }
@@ -659,26 +688,39 @@ XrlError
 XrlRouter::stcp_dispatch(const std::string& method, const XrlArgs& in,
 			 XrlArgs& out)
 {
-    std::string command;
+    std::string own;
+    const std::string* command = &own;
+    const XrlCmdEntry* entry = NULL;
     bool any = false;
-    auto m = _methods.find(method);
-    if (m != _methods.end()) {
-	command = m->second;
+    if (_last_entry != NULL && _last_generation == generation()
+	&& method == _last_method) {
+	entry = _last_entry;
+    } else if (auto m = _methods.find(method); m != _methods.end()) {
+	command = &m->second;
+	entry = get_handler(*command);
+	_last_entry = entry;
+	if (entry != NULL) {
+	    _last_method = method;
+	    _last_generation = generation();
+	}
     } else {
 	size_t dash = method.rfind('-');
 	if (dash == std::string::npos
 	    || _catch_all_cookies.count(method.substr(dash + 1)) == 0)
 	    return XrlError(INTERNAL_ERROR, "corrupt xrl");
-	command = method.substr(0, dash);
-	any = get_handler(command) == NULL;
+	own = method.substr(0, dash);
+	entry = get_handler(own);
+	any = entry == NULL;
     }
     XrlError result;
     try {
 	if (any) {
 	    errno = 0;
-	    result = _catch_all->dispatch(command, in, &out);
+	    result = _catch_all->dispatch(*command, in, &out);
+	} else if (entry != NULL) {
+	    result = dispatch(*entry, in, &out);
 	} else {
-	    result = dispatch(command, in, &out);
+	    result = XrlError(NO_SUCH_METHOD, *command);
 	}
     } catch (const XorpException& e) {
 	result = XrlError(INTERNAL_ERROR, "handler failed: " + e.str());
@@ -705,6 +747,7 @@ XrlRouter::stcp_lost(StcpSender* s, const std::vector<uint64_t>& calls,
 {
     const std::string prefix = s->address() + "/";
     _senders.erase(s->address());
+    _route.sender = NULL;
     _dead_senders.push_back(s);
     if (!_reaper.scheduled())
 	_reaper = _eventloop.new_oneoff_after(

@@ -147,6 +147,8 @@ private:
     void drain_waiting();
     void send_direct(uint64_t call, const std::string& key,
 		     const XrlArgs& args);
+    bool route_matches(const std::string& target,
+		       const std::string& command) const;
 
     // StcpDispatcher, StcpSenderOwner
     XrlError stcp_dispatch(const std::string& method, const XrlArgs& in,
@@ -183,6 +185,11 @@ private:
     // names of earlier registrations stay valid.
     std::unordered_map<std::string, std::string> _methods;
     std::set<std::string> _catch_all_cookies;
+    // The method the listener last brought and its handler, while the
+    // handlers stay as they were: the next call of it skips both lookups.
+    std::string		_last_method;
+    const XrlCmdEntry*	_last_entry = nullptr;
+    uint64_t		_last_generation = 0;
 
     std::deque<Call>	_calls;		// by call number from _calls_base
     uint64_t		_calls_base;
@@ -196,6 +203,14 @@ private:
     std::deque<Waiting>	_waiting;	// sends kept in order behind resolves
     std::map<std::string, StcpSender*> _senders;	// by "proto://addr"
     std::vector<StcpSender*> _dead_senders;
+    // The last XRL sent straight to a target, so that the next one to the
+    // same method skips building its key and the two lookups.  Cleared
+    // (sender null) whenever the resolutions or the senders change.
+    struct Route {
+	std::string	key;		// "finder://<target>/<command>"
+	const std::string* resolution = NULL;	// in _cache[key]
+	StcpSender*	sender = NULL;
+    } _route;
     XorpTimer		_reaper;
 };
 

@@ -29,6 +29,7 @@ WireConn::WireConn(EventLoop& e, int fd, FrameSplitter split,
       _early_written(false)
 {
     _reading = _eventloop.add_ioevent_cb(_fd, IOT_READ, _read_cb);
+    _eventloop.set_turn_hook(&WireConn::flush_deferred);
 }
 
 WireConn::~WireConn()
@@ -69,11 +70,14 @@ WireConn::flush()
     }
     if (_out.size() == _out_off)
 	return;
-    // The write callback also covers a handler that turns the loop itself.
-    if (!_writing)
-	_writing = _eventloop.add_ioevent_cb(_fd, IOT_WRITE, _write_cb);
-    if (_input_depth == 0)
+    if (_input_depth == 0) {
+	if (!_writing)
+	    _writing = _eventloop.add_ioevent_cb(_fd, IOT_WRITE, _write_cb);
 	return;
+    }
+    // Written at the end of the input, or at the start of the next turn
+    // when a handler turns the loop itself (the loop's turn hook): no
+    // write callback comes and goes for each message.
     if (!_deferred) {
 	_deferred = true;
 	_deferred_list.push_back(this);
@@ -91,6 +95,8 @@ WireConn::flush()
 void
 WireConn::flush_deferred()
 {
+    if (_deferred_list.empty())
+	return;
     // Entries may be added while writing (a close calls a handler).
     for (size_t i = 0; i < _deferred_list.size(); i++) {
 	WireConn* c = _deferred_list[i];
@@ -237,8 +243,11 @@ void
 WireConn::write_now()
 {
     int err = send_queued();
-    if (err == EAGAIN || err == EWOULDBLOCK)
-	return;			// the write callback is registered
+    if (err == EAGAIN || err == EWOULDBLOCK) {
+	if (!_writing)		// the rest when the socket takes it
+	    _writing = _eventloop.add_ioevent_cb(_fd, IOT_WRITE, _write_cb);
+	return;
+    }
     if (err != 0) {
 	close(strerror(err));
 	return;

@@ -3,8 +3,9 @@
 // One non-blocking stream socket carrying frames (the finder link's or
 // STCP's, told apart by a FrameSplitter), driven by the EventLoop.  Frames
 // queued while input is handled leave in at most two writes at the end of
-// that input (see flush()), others on the next turn; input is read in large
-// chunks into a buffer that is reused.
+// that input (see flush()), or at the start of the loop's next turn if a
+// handler turns it; others when the socket is next writable.  Input is read
+// in large chunks into a buffer that is reused.
 
 #ifndef __LIBXIPC_XRL_WIRE_CONN_HH__
 #define __LIBXIPC_XRL_WIRE_CONN_HH__
@@ -57,7 +58,7 @@ public:
     // for a write: at the end of the input being processed when called
     // while a WireConn handles its input (a batch of answers leaves without
     // waiting for another turn, its first few hundred bytes at once and the
-    // rest in one write), else on the next turn.
+    // rest in one write), else when the socket is next writable.
     std::string& out() { return _out; }
     void flush();
 

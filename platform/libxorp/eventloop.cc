@@ -66,6 +66,8 @@ EventLoop::~EventLoop() = default;
 
 void EventLoop::run()
 {
+    if (_turn_hook != nullptr)
+        _turn_hook();
     _timers.advance_time();
     TimeVal delay;
     _timers.get_next_delay(delay);
@@ -90,23 +92,8 @@ void EventLoop::run()
 
 int EventLoop::poll_and_dispatch(const TimeVal& timeout)
 {
-    std::vector<pollfd>& pfds = _pfds;
-    pfds.clear();
-    for (const auto& f : _fds) {
-        pollfd p = {f.first, 0, 0};
-        for (const auto& h : f.second) {
-            if (wants_read(h.first))
-                p.events |= POLLIN;
-            else if (wants_write(h.first))
-                p.events |= POLLOUT;
-            else if (h.first == IOT_EXCEPTION)
-                p.events |= POLLPRI;
-        }
-        pfds.push_back(p);
-    }
-
     int saved_errno = errno;
-    int n = ::poll(pfds.empty() ? nullptr : pfds.data(), pfds.size(), timeout_ms(timeout));
+    int n = ::poll(_pfds.empty() ? nullptr : _pfds.data(), _pfds.size(), timeout_ms(timeout));
     errno = saved_errno;
     if (n < 0)
         return -1;  // interrupted by a signal
@@ -118,35 +105,38 @@ int EventLoop::poll_and_dispatch(const TimeVal& timeout)
     std::vector<Ready> ready;
     ready.swap(_spare_ready);
     ready.clear();
-    for (const pollfd& p : pfds) {
+    for (size_t i = 0; i < _pfds.size() && n > 0; i++) {
+        const pollfd& p = _pfds[i];
         if (p.revents == 0)
             continue;
-        const FdHandlers& hs = _fds[p.fd];
-        for (const auto& h : hs) {
+        n--;
+        const FdEntry& e = _entries[i];
+        for (int t = 0; t < kTypes; t++) {
+            if (e.h[t].cb.is_empty())
+                continue;
+            IoEventType type = static_cast<IoEventType>(t);
             bool hit = false;
-            if (wants_read(h.first))
+            if (wants_read(type))
                 hit = p.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL);
-            else if (wants_write(h.first))
+            else if (wants_write(type))
                 hit = p.revents & (POLLOUT | POLLHUP | POLLERR | POLLNVAL);
-            else if (h.first == IOT_EXCEPTION)
+            else
                 hit = p.revents & (POLLPRI | POLLNVAL);
             if (hit)
-                ready.emplace_back(h.second.priority, h.second.id, p.fd, h.first);
+                ready.emplace_back(e.h[t].priority, e.h[t].id, p.fd, type);
         }
     }
-    std::sort(ready.begin(), ready.end());
+    if (ready.size() > 1)
+        std::sort(ready.begin(), ready.end());
 
     for (const auto& r : ready) {
         int fd = std::get<2>(r);
         IoEventType type = std::get<3>(r);
         // An earlier callback may have removed or replaced this one.
-        auto f = _fds.find(fd);
-        if (f == _fds.end())
+        FdEntry* e = entry(fd);
+        if (e == nullptr || e->h[type].cb.is_empty() || e->h[type].id != std::get<1>(r))
             continue;
-        auto h = f->second.find(type);
-        if (h == f->second.end() || h->second.id != std::get<1>(r))
-            continue;
-        IoEventCb cb = h->second.cb;  // survives a removal inside the callback
+        IoEventCb cb = e->h[type].cb;  // survives a removal inside the callback
         errno = 0;
         cb->dispatch(fd, type);
     }
@@ -154,31 +144,83 @@ int EventLoop::poll_and_dispatch(const TimeVal& timeout)
     return 1;
 }
 
+EventLoop::FdEntry* EventLoop::entry(int fd)
+{
+    if (fd < 0 || static_cast<size_t>(fd) >= _index.size() || _index[fd] == 0)
+        return nullptr;
+    return &_entries[_index[fd] - 1];
+}
+
+void EventLoop::set_events(size_t i)
+{
+    short events = 0;
+    for (int t = 0; t < kTypes; t++) {
+        if (_entries[i].h[t].cb.is_empty())
+            continue;
+        IoEventType type = static_cast<IoEventType>(t);
+        if (wants_read(type))
+            events |= POLLIN;
+        else if (wants_write(type))
+            events |= POLLOUT;
+        else
+            events |= POLLPRI;
+    }
+    _pfds[i].events = events;
+}
+
 bool EventLoop::add_ioevent_cb(int fd, IoEventType type, const IoEventCb& cb, int priority)
 {
-    if (type == IOT_ANY || fd < 0 || cb.is_empty())
+    if (type < 0 || type >= kTypes || fd < 0 || cb.is_empty())
         return false;
-    FdHandlers& hs = _fds[fd];
-    if (hs.count(type) != 0)
+    FdEntry* e = entry(fd);
+    if (e == nullptr) {
+        if (static_cast<size_t>(fd) >= _index.size())
+            _index.resize(fd + 1, 0);
+        _entries.emplace_back();
+        _entries.back().fd = fd;
+        _pfds.push_back(pollfd{fd, 0, 0});
+        _index[fd] = static_cast<int>(_entries.size());
+        e = &_entries.back();
+    } else if (!e->h[type].cb.is_empty()) {
         return false;
-    hs[type] = IoHandler{cb, priority, _next_id++};
+    }
+    e->h[type] = IoHandler{cb, priority, _next_id++};
+    set_events(_index[fd] - 1);
     return true;
 }
 
 bool EventLoop::remove_ioevent_cb(int fd, IoEventType type)
 {
-    auto f = _fds.find(fd);
-    if (f == _fds.end())
+    FdEntry* e = entry(fd);
+    if (e == nullptr)
         return false;
     bool removed = false;
-    if (type == IOT_ANY) {
-        removed = !f->second.empty();
-        f->second.clear();
-    } else {
-        removed = f->second.erase(type) != 0;
+    bool left = false;
+    for (int t = 0; t < kTypes; t++) {
+        if (e->h[t].cb.is_empty())
+            continue;
+        if (type == IOT_ANY || type == t) {
+            e->h[t].cb.reset();
+            removed = true;
+        } else {
+            left = true;
+        }
     }
-    if (f->second.empty())
-        _fds.erase(f);
+    size_t i = _index[fd] - 1;
+    if (left) {
+        set_events(i);
+        return removed;
+    }
+    // No handler left: the last entry takes this one's place.
+    size_t last = _entries.size() - 1;
+    if (i != last) {
+        _entries[i] = std::move(_entries[last]);
+        _pfds[i] = _pfds[last];
+        _index[_entries[i].fd] = static_cast<int>(i + 1);
+    }
+    _entries.pop_back();
+    _pfds.pop_back();
+    _index[fd] = 0;
     return removed;
 }
 
@@ -190,5 +232,5 @@ bool EventLoop::events_pending() const
 
 size_t EventLoop::descriptor_count() const
 {
-    return _fds.size();
+    return _entries.size();
 }

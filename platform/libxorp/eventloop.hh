@@ -8,7 +8,6 @@
 
 #include <poll.h>
 
-#include <map>
 #include <memory>
 #include <tuple>
 #include <vector>
@@ -81,6 +80,11 @@ public:
     XorpTimer new_timer(const BasicTimerCallback& cb) { return _timers.new_timer(cb); }
     void remove_timer(XorpTimer& t) { _timers.remove_timer(t); }
 
+    // Called at the start of every turn, before any wait: for output a
+    // layer holds back until the end of its input, so that a handler that
+    // turns the loop itself still sends it.  One per loop; null for none.
+    void set_turn_hook(void (*hook)()) { _turn_hook = hook; }
+
     // One callback per (fd, type). False if that pair already has one or the
     // type is IOT_ANY. Ready descriptors are served lowest priority first.
     bool add_ioevent_cb(int fd, IoEventType type, const IoEventCb& cb,
@@ -89,25 +93,39 @@ public:
     bool remove_ioevent_cb(int fd, IoEventType type = IOT_ANY);
 
 private:
+    static const int kTypes = IOT_ANY;  // IOT_READ .. IOT_DISCONNECT
     struct IoHandler {
         IoEventCb cb;
         int priority;
         uint64_t id;
     };
-    typedef std::map<IoEventType, IoHandler> FdHandlers;
+    // One registered descriptor; _pfds holds its pollfd at the same index.
+    struct FdEntry {
+        int fd;
+        IoHandler h[kTypes];   // h[t].cb empty: none of type t
+    };
 
     // Waits up to `timeout` for descriptor events and serves them.
     // Returns 1 if descriptors were ready, 0 on timeout, -1 if interrupted.
     int poll_and_dispatch(const TimeVal& timeout);
+    // The entry of fd, or null.
+    FdEntry* entry(int fd);
+    // Recomputes the poll events of entry i from its handlers.
+    void set_events(size_t i);
 
     std::unique_ptr<ClockBase> _own_clock;
     ClockBase* _clock;
     TimerList _timers;
-    std::map<int, FdHandlers> _fds;
+    // Registrations change on every message written (a write callback
+    // comes and goes), so they are kept where that costs a few stores:
+    // entries in no order, the poll set beside them, an index by fd.
+    std::vector<FdEntry> _entries;
+    std::vector<pollfd> _pfds;
+    std::vector<int> _index;  // fd -> index in _entries + 1; 0 for none
     uint64_t _next_id = 0;
+    void (*_turn_hook)() = nullptr;
     // Kept between rounds so that a round allocates nothing.
     typedef std::tuple<int, uint64_t, int, IoEventType> Ready;  // priority, id, fd, type
-    std::vector<pollfd> _pfds;
     std::vector<Ready> _spare_ready;
 };
 

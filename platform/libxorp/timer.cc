@@ -211,6 +211,8 @@ void TimerList::schedule_node(TimerNode* n, const TimeVal& when, int priority)
     n->_scheduled = true;
     _heaps[priority].insert(Key{when, n->_seq, n});
     _size++;
+    if (_first_known && when < _first)
+        _first = when;
 }
 
 void TimerList::unschedule_node(TimerNode* n)
@@ -225,6 +227,21 @@ void TimerList::unschedule_node(TimerNode* n)
     }
     n->_scheduled = false;
     _size--;
+    if (_first_known && n->_expiry == _first)
+        _first_known = false;
+}
+
+const TimeVal& TimerList::earliest() const
+{
+    if (!_first_known) {
+        _first = TimeVal::MAXIMUM();
+        for (const auto& h : _heaps) {
+            if (!h.second.empty() && h.second.begin()->expiry < _first)
+                _first = h.second.begin()->expiry;
+        }
+        _first_known = true;
+    }
+    return _first;
 }
 
 XorpTimer TimerList::new_oneoff_at(const TimeVal& when, const OneoffTimerCallback& cb,
@@ -306,11 +323,7 @@ bool TimerList::get_next_delay(TimeVal& delay) const
         delay = TimeVal::MAXIMUM();
         return false;
     }
-    TimeVal first = TimeVal::MAXIMUM();
-    for (const auto& h : _heaps) {
-        if (!h.second.empty() && h.second.begin()->expiry < first)
-            first = h.second.begin()->expiry;
-    }
+    const TimeVal& first = earliest();
     TimeVal now;
     _clock->current_time(now);
     delay = first > now ? first - now : TimeVal::ZERO();
@@ -322,6 +335,8 @@ bool TimerList::run()
     advance_time();
     TimeVal now;
     current_time(now);
+    if (_size == 0 || now < earliest())
+        return false;
     for (auto& h : _heaps) {
         if (h.second.empty() || now < h.second.begin()->expiry)
             continue;

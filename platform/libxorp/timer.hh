@@ -123,12 +123,18 @@ private:
     void unschedule_node(TimerNode* n);
     void forget_node(TimerNode* n) { _nodes.erase(n); }
     TimerNode* adopt(TimerNode* n);
+    // The earliest expiry of all (TimeVal::MAXIMUM() for none).
+    const TimeVal& earliest() const;
 
     ClockBase* _clock;
     std::map<int, std::set<Key>> _heaps;  // one ordered heap per priority
     std::set<TimerNode*> _nodes;          // every live node, to detach on destruction
     size_t _size = 0;
     uint64_t _seq = 0;
+    // earliest(), kept while known: every turn of the loop asks for it,
+    // and nearly every turn nothing is due.
+    mutable TimeVal _first;
+    mutable bool _first_known = false;
 };
 
 #endif  // LIBXORP_TIMER_HH

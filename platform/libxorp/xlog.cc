@@ -369,11 +369,21 @@ void _xlog_with_level(int level, const char* category, int line, const char* fil
     va_end(ap);
 }
 
+// The stamps are wall-clock time: with a 32-bit time_t they would go wrong in
+// January 2038 (32-bit machines build with _TIME_BITS=64).
+static_assert(sizeof(time_t) == 8, "the log's time stamps need a 64-bit time_t");
+
 const char* xlog_localtime2string(void)
 {
-    static char buf[96];
     timeval tv;
     gettimeofday(&tv, nullptr);
+    return xlog_time2string(&tv);
+}
+
+const char* xlog_time2string(const struct timeval* tvp)
+{
+    static char buf[96];
+    const timeval& tv = *tvp;
     time_t secs = tv.tv_sec;
     struct tm tm;
     localtime_r(&secs, &tm);

@@ -102,6 +102,10 @@ void _xlog_with_level(int level, const char* category, int line, const char* fil
 /* "YYYY/MM/DD HH:MM:SS.usec" of now, in a static buffer. */
 const char* xlog_localtime2string(void);
 
+/* The same text for the local time `tv`, in the same buffer. */
+struct timeval;
+const char* xlog_time2string(const struct timeval* tv);
+
 #ifdef __cplusplus
 }
 #endif

@@ -26,6 +26,8 @@ echo "== TACACS+ servers: 10.99.0.2 answers ping, 10.99.0.3 does not"
 auth_lines=$(wc -l </var/log/sandbox/commands.log)
 auth_call "set_tacacs_server?server:ipv4=10.99.0.2"
 auth_call "set_tacacs_server?server:ipv4=10.99.0.3"
+echo "(the pass runs both pings at once; the file is written when they end)"
+auth_wait '[ -s /tmp/system/tac_live_servers ] && ! pgrep -f "ping -c 3 -i 0.2 -w 1" >/dev/null'
 echo "\$ tail -n +$((auth_lines + 1)) /var/log/sandbox/commands.log"
 tail -n +$((auth_lines + 1)) /var/log/sandbox/commands.log
 echo "\$ cat /tmp/system/tac_live_servers; echo      # the live one only"
@@ -52,6 +54,8 @@ echo
 echo "== The card manager announces card state 8: the job timers start"
 auth_lines=$(wc -l </var/log/sandbox/commands.log)
 : >/var/log/sandbox/vela_common.log
+# Made here: the redirection below opens it only once the background job runs.
+: >/tmp/card_manager.out
 echo "\$ xrl_peer --class card_manager --log /tmp/card_manager.log --after register_card_state \\"
 echo "      --send \"$AUTH_CARD_XRL=8\" &"
 xrl_peer --class card_manager --log /tmp/card_manager.log --after register_card_state \

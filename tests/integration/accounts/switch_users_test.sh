@@ -8,7 +8,15 @@ call() { call_xrl "$LOGIN_XRL/$1" >/dev/null || fail "$1"; }
 
 start_finder
 start_login
+# Ranges with room on both sides: ids 1600..1700, groups 1500..1700.
+cp /etc/login.defs /tmp/login.defs
+sed -i -e 's/^UID_MIN.*/UID_MIN 1600/' -e 's/^UID_MAX.*/UID_MAX 1700/' \
+    -e 's/^GID_MIN.*/GID_MIN 1500/' -e 's/^GID_MAX.*/GID_MAX 1700/' /etc/login.defs
 groupadd -g 1500 crew
+for id in 1600 1700; do groupadd -g $id u$id; done
+for id in 1599 1600 1700 1701; do useradd -M -d /tmp/elsewhere -u $id -g $(getent group u$id crew | cut -d: -f3 | head -1) u$id 2>/dev/null; done
+groupadd -g 1499 g1499 && groupadd -g 1701 g1701
+useradd -M -d /tmp/elsewhere -u 1650 -g crew stray && groupadd -g 1651 stray
 useradd -m -d /tmp/elsewhere away
 
 # --- System accounts, groups not a user's own, homes outside /tmp/home/,
@@ -29,7 +37,15 @@ create_user zed%00%3Bid read-only Create user failed, User name must not contain
 create_user root%00x read-only Create user failed, User name must not contain a NUL byte
 delete_user away%00x read-only Delete user failed, User name must not contain a NUL byte
 set_user_class away super-user%00 Set user class failed, User class must not contain a NUL byte
+set_user_class u1599 super-user Set user class failed, User u1599 is a system account
+delete_user u1600 read-only Delete user failed, Home directory /tmp/elsewhere of user u1600 is not a directory under /tmp/home/
+delete_user u1700 read-only Delete user failed, Home directory /tmp/elsewhere of user u1700 is not a directory under /tmp/home/
+set_user_class u1701 super-user Set user class failed, User u1701 is a system account
+create_user g1499 read-only Create user failed, Group g1499 is a system group
+create_user g1701 read-only Create user failed, Group g1701 is a system group
+set_user_class stray super-user Set user class failed, Group stray exists and is not the private group of user stray
 END
+cp /tmp/login.defs /etc/login.defs
 expect_eq "refusals run nothing" "" "$(cat $JOURNAL)"
 [ -d /usr/sbin ] && [ -d /usr/games ] && [ -d /tmp/elsewhere ] || fail "a home outside /tmp/home/ is gone"
 

@@ -108,14 +108,20 @@ System_login_delete_announcement_failed. delete_login_announcement?announcement:
 System_login_delete_message_failed. delete_login_message?message:txt=%00
 System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=disk%3Breboot
 System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=disk%00%3Breboot
-System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=disk%0Areboot
-System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=d%C3%A9
 System_set_ssh_root_login_failed. set_ssh_root_login?root_login:txt=yes%00%3Breboot
-System_set_ssh_root_login_failed. set_ssh_root_login?root_login:txt=yes%0Areboot
-System_set_ssh_protocol_version_failed. set_ssh_protocol_version?version:txt=2%00
+System_set_ssh_root_login_failed. set_ssh_root_login?root_login:txt=--help
+System_set_ssh_root_login_failed. set_ssh_root_login?root_login:txt=yes+-x
+System_set_ssh_protocol_version_failed. set_ssh_protocol_version?version:txt=-x
+System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=-x
+System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=../../etc/shadow
+System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=/tmp/log/../../etc/shadow
+System_set_syslog_local_file_position_failed. set_syslog_file?location:txt=/etc/shadow
+System_set_tacacs_shared_key_failed. set_tacacs_key?key:txt=--help
+System_set_tacacs_shared_key_failed. set_tacacs_key?key:txt=s3cret%09-x
+System_set_tacacs_auth_type_failed. set_tacacs_auth_type?auth_type:txt=-x
+- clear_arp?text:txt=clear+arp+-x
+- clear_neighbours?text:txt=clear+ipv6+neighbours+--help
 System_set_tacacs_shared_key_failed. set_tacacs_key?key:txt=s3cr%00et%3Breboot
-System_set_tacacs_shared_key_failed. set_tacacs_key?key:txt=s3cret%0Areboot
-System_set_tacacs_auth_type_failed. set_tacacs_auth_type?auth_type:txt=ascii%00
 System_set_tacacs_auth_type_failed. set_tacacs_auth_type?auth_type:txt=pap%0Areboot
 - clear_arp?text:txt=clear+arp+x%3Breboot
 - clear_arp?text:txt=clear%00arp+10.0.0.1
@@ -164,7 +170,7 @@ delete_syslog_host|/vela/bin/shell/syslog_host.sh 127.0.0.1
 delete_syslog_host|/vela/bin/shell/syslog_host.sh 127.0.0.1
 set_syslog_file?location:txt=disk|/vela/bin/shell/syslog_file_filename.sh disk
 set_syslog_file?location:txt=|/vela/bin/shell/syslog_file_filename.sh 
-set_syslog_file?location:txt=/mnt/log-1|/vela/bin/shell/syslog_file_filename.sh /mnt/log-1
+set_syslog_file?location:txt=/tmp/log/sw-1..old|/vela/bin/shell/syslog_file_filename.sh /tmp/log/sw-1..old
 reboot_system|/vela/bin/shell/reboot.sh
 clear_arp?text:txt=|/vela/bin/shell/clear_arp.sh
 clear_arp?text:txt=clear+arp|/vela/bin/shell/clear_arp.sh

@@ -57,6 +57,15 @@ struct Server {
     const XrlCmdError explode(const XrlArgs&, XrlArgs*) {
 	throw std::runtime_error("boom");
     }
+    // Turns the loop (`turn`) between adding to its answer and reading its
+    // argument, as a handler waiting for something else would.
+    std::function<void()> turn;
+    const XrlCmdError turn_loop(const XrlArgs& in, XrlArgs* out) {
+	out->add("before", uint32_t(1));
+	turn();
+	out->add("out", in.get_string("in"));
+	return XrlCmdError::OKAY();
+    }
     const XrlCmdError birth(const XrlArgs& in, XrlArgs*) { return event("birth ", in); }
     const XrlCmdError death(const XrlArgs& in, XrlArgs*) { return event("death ", in); }
     const XrlCmdError event(const std::string& what, const XrlArgs& in) {
@@ -173,6 +182,15 @@ TEST_F(Transport, CallsReachHandlersByClassOrInstanceAndAnswersComeBack)
     a = call(*target, Xrl("finder://srv/test/0.1/echo?in:txt=self"));
     EXPECT_EQ("out:txt=self", a.args);
     EXPECT_FALSE(client->pending());
+
+    // A handler removed, or another put in its place, is what the next call
+    // meets, however often the method was called before.
+    ASSERT_TRUE(target->remove_handler("test/0.1/echo"));
+    EXPECT_EQ(NO_SUCH_METHOD, call(*client, Xrl("finder://srv/test/0.1/echo?in:txt=x"))
+	      .err.error_code());
+    ASSERT_TRUE(target->add_handler("test/0.1/echo", callback(&srv, &Server::refuse)));
+    EXPECT_EQ(COMMAND_FAILED, call(*client, Xrl("finder://srv/test/0.1/echo?in:txt=x"))
+	      .err.error_code());
 }
 
 TEST_F(Transport, UnknownTargetsAndMethodsAreResolveFailures)
@@ -326,6 +344,75 @@ TEST_F(Transport, TargetThatStallsDiesOrRefusesFailsTheCalls)
     Answer refused = call(*client, Xrl("finder://stall/test/0.1/wait"));
     EXPECT_EQ(SEND_FAILED, refused.err.error_code());
     EXPECT_NE(std::string::npos, refused.err.note().find("refused"));
+
+    // Silent: a target that answers nothing, not even the keepalive, is
+    // dropped after two periods and its call fails long before its timeout.
+    setenv("XORP_SENDER_KEEPALIVE_TIME", "1", 1);
+    RawListener mute;
+    RawPeer reg_mute(e, finder->port());
+    register_raw(reg_mute, "mute", "mute-1@127.0.0.1", mute.port);
+    Answer quiet;
+    ASSERT_TRUE(client->send(Xrl("finder://mute/test/0.1/wait"), quiet.cb()));
+    EXPECT_TRUE(run_until([&] { return quiet.got; }));
+    unsetenv("XORP_SENDER_KEEPALIVE_TIME");
+    EXPECT_EQ(SEND_FAILED, quiet.err.error_code());
+
+    // The other way round: a caller that sends nothing is closed by the
+    // target's listener after two periods.
+    struct NoHandlers : StcpDispatcher {
+	XrlError stcp_dispatch(const std::string&, const XrlArgs&, XrlArgs&) override {
+	    return XrlError::OKAY();
+	}
+    } none;
+    StcpListener idle(e, none);
+    setenv("XORP_LISTENER_KEEPALIVE_TIMEOUT", "1", 1);
+    ASSERT_TRUE(idle.listen("127.0.0.1"));
+    unsetenv("XORP_LISTENER_KEEPALIVE_TIMEOUT");
+    RawPeer caller(e, uint16_t(atoi(idle.address().substr(idle.address().find(':') + 1).c_str())));
+    ASSERT_TRUE(run_until_readable(e, caller.fd()));
+    char byte;
+    EXPECT_EQ(0, read(caller.fd(), &byte, 1)) << "closed by the listener";
+}
+
+// A handler may turn the loop, and calls that arrive meanwhile are answered
+// without touching its arguments, its answer or its caller's connection.
+TEST_F(Transport, HandlerThatTurnsTheLoopKeepsItsCallWhileOthersAreAnswered)
+{
+    auto t = router("turns");
+    t->add_handler("test/0.1/echo", callback(&srv, &Server::echo));
+    t->add_handler("test/0.1/turn", callback(&srv, &Server::turn_loop));
+    std::unique_ptr<XrlStdRouter> outer = router("outer"), inner = router("inner");
+    ASSERT_TRUE(ready(*t) && ready(*outer) && ready(*inner));
+    const Xrl echo("finder://turns/test/0.1/echo?in:txt=inner");
+    ASSERT_EQ("out:txt=inner", call(*inner, echo).args);
+
+    // Another caller's call, and the same caller's, while the handler waits.
+    std::vector<Answer> during(2);
+    srv.turn = [&] {
+	EXPECT_TRUE(inner->send(echo, during[0].cb()));
+	EXPECT_TRUE(outer->send(Xrl("finder://turns/test/0.1/echo?in:txt=same"),
+				during[1].cb()));
+	EXPECT_TRUE(run_until([&] { return during[0].got && during[1].got; }));
+    };
+    Answer a = call(*outer, Xrl("finder://turns/test/0.1/turn?in:txt=outer"));
+    EXPECT_TRUE(a.err.isOK()) << a.err.str();
+    EXPECT_EQ("before:u32=1&out:txt=outer", a.args);
+    EXPECT_EQ("out:txt=inner", during[0].args);
+    EXPECT_EQ("out:txt=same", during[1].args);
+
+    // The caller goes while the handler waits: its connection is closed
+    // under the handler, and deleted only once the handler is done.
+    Answer lost;
+    srv.turn = [&] {
+	outer.reset();
+	during[0] = Answer();
+	EXPECT_TRUE(inner->send(echo, during[0].cb()));
+	EXPECT_TRUE(run_until([&] { return during[0].got; }));
+	EXPECT_EQ("out:txt=inner", call(*inner, echo).args);
+    };
+    ASSERT_TRUE(outer->send(Xrl("finder://turns/test/0.1/turn?in:txt=gone"), lost.cb()));
+    ASSERT_TRUE(run_until([&] { return outer == nullptr; }));
+    EXPECT_EQ("out:txt=inner", call(*inner, echo).args);
 }
 
 // Unlike XORP's, routers reconnect and register again whenever the finder

@@ -33,6 +33,9 @@ protected:
 	_running = false;
 	return XrlCmdError::OKAY();
     }
+    XrlCmdError startup() {
+	return XrlCmdError::OKAY();
+    }
 
 private:
     bool _running;

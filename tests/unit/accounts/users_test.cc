@@ -6,6 +6,7 @@
 #include <errno.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -102,6 +103,23 @@ TEST_F(UserLifecycleTest, MakeGroupIsCheckedAndTheDeletesAreNot) {
     EXPECT_EQ("no exception", failure_of([] { login().delete_user("alice", "read-only"); }));
     EXPECT_EQ("userdel -fr alice\n", take_commands());
     EXPECT_FALSE(login().user_exists("alice"));
+}
+
+// The record of a move is root's alone whatever the mask (a liveness pass
+// clears it), and goes at the end of the move.
+TEST_F(UserLifecycleTest, ClassMoveRecord) {
+    const std::string field = "$6$s$h";
+    const mode_t mask = umask(0);
+    login().save_class_move("mover", true, 1500, 1501, &field);
+    umask(mask);
+    struct stat st;
+    ASSERT_EQ(0, stat("/etc/login-class-move", &st));
+    EXPECT_EQ(0600u, st.st_mode & 07777);
+    EXPECT_EQ(0u, st.st_uid);
+    EXPECT_EQ("mover\nsuper-user\n1500 1501\nfield:$6$s$h\n", read_file("/etc/login-class-move"));
+    EXPECT_NE(0, access("/etc/login-class-move+", F_OK));
+    login().end_class_move();
+    EXPECT_NE(0, access("/etc/login-class-move", F_OK));
 }
 
 // An addgroup that takes the shell away, so that only the command after it

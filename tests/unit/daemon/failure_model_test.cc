@@ -1,6 +1,7 @@
-// The error-text check of the limit operations, run against the sandbox's
-// real iptables: what the check sees is errno, not the commands' status.
+// The failures of the limit operations, run against the sandbox's real
+// iptables: errno after the commands, and the tool refusing a rule.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <string>
@@ -14,28 +15,63 @@ namespace {
 using std::string;
 using std::vector;
 
-class FailureModelTest : public DaemonTest {};
+// Puts first on PATH an iptables that refuses the rules holding the number
+// `refuse`, as a kernel refuses a hit count above its own cap.
+class FailureModelTest : public DaemonTest {
+protected:
+    void refuse(const char* number)
+    {
+        ASSERT_EQ(0, system("mkdir -p /tmp/refusing && printf '#!/bin/sh\\ncase \" $* \" in"
+                            " *\" $REFUSE \"*) exit 1;; esac\\nexec /sbin/iptables \"$@\"\\n'"
+                            " > /tmp/refusing/iptables && chmod +x /tmp/refusing/iptables"));
+        setenv("REFUSE", number, 1);
+        setenv("PATH", ("/tmp/refusing:" + _path).c_str(), 1);
+    }
+    void TearDown() override { setenv("PATH", _path.c_str(), 1); DaemonTest::TearDown(); }
+    const string _path = getenv("PATH");
+};
 
-TEST_F(FailureModelTest, FailingCommandsWithCleanErrnoPass)
+vector<string> sorted(vector<string> lines)
 {
-    // An iptables that refuses everything with status 1, first on PATH.
-    ASSERT_EQ(0, system("mkdir -p /tmp/failing-bin && printf '#!/bin/sh\\nexit 1\\n'"
-                        " > /tmp/failing-bin/iptables && chmod +x /tmp/failing-bin/iptables"));
-    string saved_path = getenv("PATH");
-    setenv("PATH", ("/tmp/failing-bin:" + saved_path).c_str(), 1);
-    clear_journal();
-    errno = 0;
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
 
-    EXPECT_NO_THROW(build());
-    errno = 0;
-    EXPECT_NO_THROW(_login->set_telnet_rate_limit(5));
-    errno = 0;
-    EXPECT_NO_THROW(_login->set_ssh_connection_limit(4));
-
-    setenv("PATH", saved_path.c_str(), 1);
-    // Every command ran (9 + 4 + 6) and none reached the chain.
-    EXPECT_EQ(19u, journal().size());
-    EXPECT_TRUE(input_chain().empty());
+// The call fails with the reason, logged; the old rule is put back and stays
+// remembered, so the next change deletes it. At start-up, with nothing to put
+// back, construction stops.
+TEST_F(FailureModelTest, RefusedLimitKeepsTheOldRule)
+{
+    build();
+    refuse("30");
+    LogCapture log;
+    const struct { void (LoginMain::*set)(const uint32_t&); const char *reason, *next_delete; } cases[] = {
+        {&LoginMain::set_telnet_rate_limit,
+         "iptables refused the telnet rate limit 30 (exit status 1), the limit 20 stays",
+         "iptables -D INPUT -p tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount 20 --rttl --name TELNET -j DROP"},
+        {&LoginMain::set_ssh_rate_limit,
+         "iptables refused the SSH rate limit 30 (exit status 1), the limit 20 stays",
+         "iptables -D INPUT -p tcp --dport 22 -m state --state NEW -m recent --update --seconds 60 --hitcount 20 --rttl --name SSH -j DROP"},
+        {&LoginMain::set_ssh_connection_limit,
+         "iptables refused the SSH connection limit 30 (exit status 1), the limit 15 stays",
+         "iptables -D INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above 15 -j REJECT"},
+    };
+    for (const auto& c : cases) {
+        const vector<string> before = sorted(input_chain());
+        log.clear();
+        errno = 0;
+        EXPECT_THROW(((*_login).*c.set)(30), LoginException);
+        EXPECT_EQ(before, sorted(input_chain())) << c.reason;
+        ASSERT_FALSE(log.lines().empty());
+        EXPECT_NE(string::npos, log.lines()[0].find(string(c.reason) + "\n"));
+        clear_journal();
+        ((*_login).*c.set)(10);
+        EXPECT_EQ(c.next_delete, journal().at(0));
+    }
+    _target.reset();
+    _login.reset();
+    refuse("15");
+    EXPECT_THROW(build(), LoginException);
 }
 
 TEST_F(FailureModelTest, ConstructorChecksEachLimit)

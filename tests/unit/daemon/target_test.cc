@@ -1,6 +1,9 @@
 // The XRL handlers of the target, called as the router would call them.
 
+#include <cctype>
 #include <cerrno>
+#include <cstring>
+#include <functional>
 #include <string>
 
 #include "libxipc/xrl_error.hh"
@@ -64,21 +67,6 @@ TEST_F(TargetTest, AnswersOfEachForm)
     expect_failed(_target->set_user_class("", "admin"), "Set user class failed, User is an empty string");
 }
 
-// No range check: a limit above 2147483647 goes through the %d of the rule
-// as the int of the same bits, whatever the word size or byte order.
-TEST_F(TargetTest, LimitsAboveIntMaxPrintNegative)
-{
-    clear_journal();
-    EXPECT_TRUE(_target->set_telnet_rate_limit(2147483648u).isOK());
-    EXPECT_TRUE(_target->set_ssh_connection_limit(4294967295u).isOK());
-    const std::vector<string> lines = journal();
-    ASSERT_EQ(10u, lines.size());
-    EXPECT_EQ("iptables -I INPUT -p tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount -2147483648 --rttl --name TELNET -j DROP",
-              lines[3]);
-    EXPECT_EQ("iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above -1 -j REJECT",
-              lines[5]);
-}
-
 TEST_F(TargetTest, HostNameChecks)
 {
     const string max_length = "System set hostname failed, max length is 63.";
@@ -99,6 +87,71 @@ TEST_F(TargetTest, HostNameChecks)
         // A refused name runs nothing.
         EXPECT_EQ(c.note.empty(), !journal().empty()) << c.name;
     }
+}
+
+// Every byte between two letters, for each text that reaches a root shell
+// unquoted: refused ones run nothing, the others run their one line.
+TEST_F(TargetTest, ShellTextsOfEveryByte)
+{
+    const string shell = "`$\\\"'|&;<>()*?[]{}~#!";
+    auto shell_byte = [&](int b) {
+        return (b < 0x20 && b != '\t') || b == 0x7f || shell.find(char(b)) != string::npos;
+    };
+    const struct {
+        const char* script;
+        std::function<XrlCmdError(const string&)> call;
+        string note;
+        std::function<bool(int)> refused;
+        string dir = "";
+    } ops[] = {
+        {"ssh_root-login.sh", [&](const string& t) { return _target->set_ssh_root_login(t); },
+         "System set ssh root login failed.", [&](int b) { return shell_byte(b) || b == '\t'; }},
+        {"ssh_protocol-version.sh", [&](const string& t) { return _target->set_ssh_protocol_version(t); },
+         "System set ssh protocol version failed.", [&](int b) { return shell_byte(b) || b == '\t'; }},
+        {"tacacs_key.sh", [&](const string& t) { return _target->set_tacacs_key(t); },
+         "System set tacacs shared key failed.", [&](int b) { return shell_byte(b) || b == ' '; }},
+        {"tacacs_auth_type.sh", [&](const string& t) { return _target->set_tacacs_auth_type(t); },
+         "System set tacacs auth type failed.", [&](int b) { return shell_byte(b) || b == ' '; }},
+        // Letters, digits and . _ - / only, in a log directory.
+        {"syslog_file_filename.sh", [&](const string& t) { return _target->set_syslog_file(t); },
+         "System set syslog local file position failed.",
+         [](int b) { return b == 0 || (!isalnum(b) && !strchr("._-/", b)); }, "/tmp/log/"},
+    };
+    for (const auto& op : ops) {
+        clear_journal();
+        std::vector<string> lines;
+        for (int b = 0; b < 256; b++) {
+            const char c = static_cast<char>(b);
+            const string text = op.dir + "a" + c + "b";
+            const bool refused = op.refused(b);
+            XrlCmdError e = op.call(text);
+            EXPECT_EQ(refused ? op.note : "", e.note()) << op.script << " byte " << b;
+            if (!refused)
+                lines.push_back(string("/vela/bin/shell/") + op.script + " " + text);
+        }
+        EXPECT_EQ(lines, journal()) << op.script;
+    }
+}
+
+// A line too long for the kernel starts no shell: that is never success.
+TEST_F(TargetTest, TextsTooLongForACommandLine)
+{
+    const string big(1 << 20, 'a');
+    const struct { XrlCmdError (XrlLoginTarget::*call)(const string&); const char* note; } cases[] = {
+        {&XrlLoginTarget::set_tacacs_key, "System set tacacs shared key failed."},
+        {&XrlLoginTarget::set_tacacs_auth_type, "System set tacacs auth type failed."},
+        {&XrlLoginTarget::set_syslog_file, "System set syslog local file position failed."},
+        {&XrlLoginTarget::set_ssh_root_login, "System set ssh root login failed."},
+    };
+    clear_journal();
+    for (const auto& c : cases) {
+        errno = 0;
+        expect_failed((_target.get()->*c.call)(big), c.note);
+    }
+    errno = 0;
+    EXPECT_EQ(-1, _login->clear_arp(big));  // no failure answer; a warning
+    EXPECT_EQ(-1, _login->clear_neighbours(big));
+    EXPECT_TRUE(journal().empty());
 }
 
 TEST_F(TargetTest, LoggingLevelAndFacility)

@@ -1,9 +1,15 @@
 // Card states and the five job timers over minutes of virtual time. A `ping`
 // that prints nothing comes first on PATH: a pass is one quick journal line.
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
+#include <sstream>
 
 #include "daemon_fixture.hh"
 
@@ -25,13 +31,30 @@ protected:
 
     void state(uint32_t s) { EXPECT_TRUE(_target->card_state_changed(1, s).isOK()); }
 
+    static void hold() {}
+
+    // Lets a pass under way end in real time: a timer that is due keeps the
+    // loop from jumping ahead in virtual time to the pass's bound.
+    void settle()
+    {
+        for (int ms = 0; _login->tac_pass_running(); ++ms) {
+            ASSERT_LT(ms, 30000) << "a pass never ended";
+            XorpTimer due = _loop.new_oneoff_after(TimeVal::ZERO(), callback(&hold));
+            poll(nullptr, 0, 1);
+            _loop.run();
+        }
+    }
+
     // Turns the loop through `seconds` of virtual time; gives the runs so far
     // of the pass, fan, rpsu, the two syslog calls and temperature.
     std::string run(int seconds)
     {
         TimeVal end = _clock.now() + TimeVal(seconds, 0), delay;
-        while (_loop.timer_list().get_next_delay(delay) && _clock.now() + delay <= end)
+        settle();
+        while (_loop.timer_list().get_next_delay(delay) && _clock.now() + delay <= end) {
             _loop.run();
+            settle();
+        }
         _clock.set_time(end);
         auto count = [](const std::vector<std::string>& lines, const std::string& head) {
             return std::to_string(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
@@ -51,12 +74,15 @@ protected:
 TEST_F(TimersTest, TenMinutesBetweenStates8And10)
 {
     _login->set_tacacs_server(IPv4("10.99.0.2"));
-    // Other states start nothing; 10 twice after 8 leaves nothing, not even the one-shot.
-    for (uint32_t s : {0u, 9u, 10u, 11u, 8u, 10u, 10u})
+    // 10 twice after 8 leaves nothing, not even the one-shot; other states start nothing.
+    for (uint32_t s : {8u, 10u, 10u, 0u, 9u, 11u, 7u, 0xffffffffu})
         state(s);
     EXPECT_EQ("1 0 0 0 0 0", run(600));
-    state(8);
-    EXPECT_EQ("61 2 1 10 10 10", run(600));
+    // Once started, only 10 stops them.
+    for (uint32_t s : {8u, 9u, 11u, 0u, 7u, 0xffffffffu})
+        state(s);
+    EXPECT_EQ("25 1 1 4 4 4", run(240));
+    EXPECT_EQ("61 2 1 10 10 10", run(360));
     EXPECT_EQ("syslog_rpsu_info", journal(VELA_LOG).at(1));
 }
 
@@ -66,12 +92,14 @@ TEST_F(TimersTest, SecondState8StartsEveryTimerOver)
     state(8);
     run(3);
     state(8);           // the first one's one-shot at 5 s and pass at 10 s are gone
-    EXPECT_EQ("1 0 1 0 0 0", run(9));
+    EXPECT_EQ("1 0 0 0 0 0", run(4));
+    EXPECT_EQ("1 0 1 0 0 0", run(1));
+    EXPECT_EQ("1 0 1 0 0 0", run(4));
     EXPECT_EQ("6 0 1 0 0 0", run(48));
     EXPECT_EQ("7 0 1 1 1 1", run(3));
 }
 
-TEST_F(TimersTest, FailedPassEndsOnlyTheLivenessTimer)
+TEST_F(TimersTest, FailedWriteIsMadeGoodByTheNextTimerPass)
 {
     // The first pass writes the file: a directory in its place fails it.
     unlink("/tmp/system/tac_live_servers");
@@ -81,10 +109,82 @@ TEST_F(TimersTest, FailedPassEndsOnlyTheLivenessTimer)
     run(10);
     ASSERT_EQ(0, rmdir("/tmp/system/tac_live_servers"));
     EXPECT_NE(std::string::npos, log.lines().at(0).find(" login_main.cc tac_live Open /tmp/system/tac_live_servers error."));
+    run(10);            // the timer lives on, and its next pass writes the file
+    struct stat st;
+    EXPECT_EQ(0, stat("/tmp/system/tac_live_servers", &st));
+    EXPECT_TRUE(S_ISREG(st.st_mode));
+    EXPECT_EQ(1u, log.lines().size());
     _login->set_tacacs_server(IPv4("10.99.0.2"));
-    EXPECT_EQ("1 2 1 10 10 10", run(590));
-    state(8);           // starts it anew
-    EXPECT_EQ("2 2 2 10 10 10", run(10));
+    EXPECT_EQ("59 2 1 10 10 10", run(580));
+}
+
+TEST_F(TimersTest, LineThatNeverEndsIsKilledAtTheBound)
+{
+    auto sleepers = [] { return system("pgrep -f '^sleep 600' >/dev/null") == 0; };
+    ASSERT_EQ(0, system("printf '#!/bin/sh\\nexec sleep 600\\n' >/tmp/quiet/ping"));
+    _login->set_tacacs_server(IPv4("10.99.0.2"));
+    for (int i = 0; i < 3000 && !sleepers(); ++i)
+        poll(nullptr, 0, 10);
+    ASSERT_TRUE(sleepers());
+    TimeVal start = _clock.now();
+    while (_login->tac_pass_running())
+        _loop.run();            // nothing ends: virtual time runs to the bound
+    EXPECT_EQ(TimeVal(5, 0), _clock.now() - start);
+    for (int i = 0; i < 3000 && sleepers(); ++i)
+        poll(nullptr, 0, 10);
+    EXPECT_FALSE(sleepers());
+    EXPECT_EQ(0, system("test ! -s /tmp/system/tac_live_servers"));
+}
+
+// A reader's lock held in another process: the pass writes nothing (the old
+// content stays whole) and the next one, the lock gone, writes the file.
+TEST_F(TimersTest, PassWritesOnlyUnderTheFileLock)
+{
+    const char* file = "/tmp/system/tac_live_servers";
+    std::ofstream(file) << "server=10.99.0.9 ";
+    int held[2], go[2];
+    ASSERT_EQ(0, pipe(held));
+    ASSERT_EQ(0, pipe(go));
+    pid_t reader = fork();
+    if (reader == 0) {
+        int fd = open(file, O_RDONLY);
+        struct flock l = {};
+        l.l_type = F_RDLCK;
+        char c = fd >= 0 && fcntl(fd, F_SETLK, &l) == 0 ? 'y' : 'n';
+        if (write(held[1], &c, 1) == 1 && read(go[0], &c, 1) >= 0)
+            _exit(0);
+        _exit(1);
+    }
+    char c = 0;
+    ASSERT_EQ(1, read(held[0], &c, 1));
+    ASSERT_EQ('y', c);
+    auto content = [&] {
+        std::ifstream in(file);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    };
+    // The real ping, so that the test host's echo replies count as evidence.
+    ASSERT_EQ(0, system("printf '#!/bin/sh\\nexec /usr/bin/ping \"$@\"\\n' >/tmp/quiet/ping"));
+    LogCapture log;
+    _login->set_tacacs_server(IPv4("10.99.0.2"));
+    settle();
+    EXPECT_EQ("server=10.99.0.9 ", content()) << "written while a reader held the file";
+    ASSERT_FALSE(log.lines().empty());
+    EXPECT_NE(std::string::npos, log.lines().back().find("Could not lock /tmp/system/tac_live_servers."));
+    ASSERT_EQ(1, write(go[1], "x", 1));
+    int status;
+    waitpid(reader, &status, 0);
+    for (int fd : {held[0], held[1], go[0], go[1]})
+        close(fd);
+    EXPECT_TRUE(_login->tac_live());
+    settle();
+    EXPECT_EQ("server=10.99.0.2 ", content());
+    // The server falls silent: the next pass takes it out.
+    ASSERT_EQ(0, system("printf '#!/bin/sh\\necho \"3 packets transmitted, 0 received, 100%% packet loss\"\\n' >/tmp/quiet/ping"));
+    EXPECT_TRUE(_login->tac_live());
+    settle();
+    EXPECT_EQ("", content());
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // Atoms, atom lists and argument sets: typed values, their text, strictness.
 
 #include "libxipc/xrl_args.hh"
+#include "libxipc/xrl_args_packing.hh"
 #include "libxipc/xrl_atom.hh"
 #include "libxipc/xrl_atom_list.hh"
 
@@ -168,6 +169,206 @@ TEST(XrlArgsTest, ParsesItsOwnText)
     EXPECT_THROW(XrlArgs("a:u32=1&a:u32=2"), InvalidString);
     EXPECT_THROW(XrlArgs("a:u32=1&&b:u32=2"), InvalidString);
     EXPECT_THROW(XrlArgs("a:u32=1&"), InvalidString);
+}
+
+// An XrlArgs cleared and filled again (as the transport's, once a message)
+// fills the atoms left by the last message in place: what it holds must be
+// exactly what was added since, whatever was there before.
+TEST(XrlArgsTest, FilledAgainHoldsOnlyWhatWasAddedSince)
+{
+    XrlArgs args;
+    args.add("status", uint32_t(3)).add("reason", std::string(40, 'r'))
+        .add("third", true);
+    args.clear();
+    EXPECT_TRUE(args.empty());
+    EXPECT_EQ(args.begin(), args.end());
+    EXPECT_EQ(nullptr, args.find("third"));
+    args.add("reason", uint32_t(7)).add("status", "ok");   // other names and types
+    EXPECT_THROW(args.add("status", int32_t(1)), XrlArgs::XrlAtomFound);
+    EXPECT_THROW(args.add("bad name", int32_t(1)), XrlAtom::BadName);
+    EXPECT_EQ("reason:u32=7&status:txt=ok", args.str());
+    EXPECT_EQ(nullptr, args.find("third"));
+    EXPECT_THROW(args[2], XrlArgs::BadArgs);
+    EXPECT_THROW(args.get_bool("third"), XrlArgs::XrlAtomNotFound);
+    XrlArgs copy = args;
+    EXPECT_EQ(args, copy);
+    EXPECT_EQ(XrlArgs("reason:u32=7&status:txt=ok"), args);
+    EXPECT_NE(XrlArgs("reason:u32=7&status:txt=ok&third:bool=true"), args);
+    copy.clear();
+    copy.add(XrlAtom("n", uint64_t(1))).add("m", std::string("x"));
+    EXPECT_EQ("n:u64=1&m:txt=x", copy.str());
+    EXPECT_EQ("reason:u32=7&status:txt=ok", args.str());
+
+    // Packed and read back into it: only the message's atoms.
+    std::string packed;
+    xrl_args_pack(packed, XrlArgs("a:i32=-1"));
+    ASSERT_TRUE(xrl_args_unpack(reinterpret_cast<const uint8_t*>(packed.data()),
+                                packed.size(), args));
+    EXPECT_EQ("a:i32=-1", args.str());
+    args.add("reason", "later");
+    EXPECT_EQ("a:i32=-1&reason:txt=later", args.str());
+}
+
+// --- Packed form: every field, cut short or overlong, at its boundary.
+
+// Unpacked from a buffer of exactly `bytes`, so that a read past it is one
+// past the allocation.
+bool
+unpacks(const std::string& bytes, bool with_head = false)
+{
+    std::vector<uint8_t> buf(bytes.begin(), bytes.end());
+    XrlArgs args;
+    std::string head;
+    return xrl_args_unpack(buf.data(), buf.size(), args, with_head ? &head : NULL);
+}
+
+std::string
+packed(const XrlArgs& args, const std::string* head = NULL)
+{
+    std::string out;
+    xrl_args_pack(out, args, head);
+    return out;
+}
+
+// Unpacked and packed again ("" when it does not unpack).
+std::string
+repacked(const std::string& bytes, bool with_head)
+{
+    XrlArgs args;
+    std::string head;
+    if (!xrl_args_unpack(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
+                         args, with_head ? &head : NULL))
+        return "";
+    return packed(args, with_head ? &head : NULL);
+}
+
+TEST(XrlArgsPackingTest, WholeMessagesOnlyAreRead)
+{
+    const uint8_t blob[] = { 0x00, 0xff };
+    XrlAtomList ports;
+    ports.append(XrlAtom(uint32_t(22)));
+    ports.append(XrlAtom(uint32_t(23)));
+    XrlArgs each;
+    each.add("i", int32_t(-1)).add("u", uint32_t(7)).add("a4", IPv4("10.1.2.3"))
+        .add("n4", IPv4Net("10.0.0.0/32")).add("a6", IPv6("2001:db8::1"))
+        .add("n6", IPv6Net("2001:db8::1/128")).add("t", "text")
+        .add("b", std::vector<uint8_t>(blob, blob + 2)).add_bool("on", true)
+        .add("i64", int64_t(-5)).add("u64", uint64_t(5)).add(XrlAtom("f", 0.5))
+        .add("l", ports).add("e", "");
+    each.add(XrlAtom("unset", xrlatom_uint32));
+    const std::string head = "finder://x/y/0.1/z";
+    const struct { std::string bytes; bool head; } whole[] = {
+        {packed(each), false},
+        {packed(each, &head), true},
+        {packed(XrlArgs(), &head), true},
+        {packed(XrlArgs()), false},
+        {packed(XrlArgs("m:mac=00:11:22:33:44:55")), false},
+    };
+    for (const auto& w : whole) {
+        EXPECT_EQ(w.bytes, repacked(w.bytes, w.head)) << "types and values kept";
+        // Every cut, down to nothing, ends inside a field or a count.
+        for (size_t n = 0; n < w.bytes.size(); n++)
+            EXPECT_FALSE(unpacks(w.bytes.substr(0, n), w.head)) << n << " of " << w.bytes.size();
+        for (char extra : {'\0', '\xcc'})
+            EXPECT_FALSE(unpacks(w.bytes + extra, w.head)) << "a byte after the last argument";
+    }
+}
+
+TEST(XrlArgsPackingTest, LengthsAndValuesAtTheirLimits)
+{
+    // One text atom "t" of 4 bytes: cc count(3) | 0xc8 | name length(2) "t" |
+    // text length(4) | bytes.
+    auto text = [](uint32_t declared, const std::string& data) {
+        std::string s("\xcc\x00\x00\x01\xc8\x00\x01t", 8);
+        for (int i = 3; i >= 0; i--)
+            s += static_cast<char>(declared >> (8 * i));
+        return s + data;
+    };
+    auto named = [](uint16_t declared, const std::string& name) {
+        return std::string("\xcc\x00\x00\x01\x88", 5) + char(declared >> 8)
+            + char(declared) + name;
+    };
+    auto net = [](int type, size_t addr_len, int prefix) {
+        return std::string("\xcc\x00\x00\x01", 4) + char(0x40 | type)
+            + std::string(addr_len, '\0') + char(prefix);
+    };
+    const struct { std::string bytes; bool ok; } cases[] = {
+        {text(4, "abcd"), true},
+        {text(5, "abcd"), false}, {text(0x80000000u, "abcd"), false},
+        {text(0xffffffffu, "abcd"), false},
+        {text(3, "abcd"), false},   // the last byte left over
+        {text(0, ""), true},
+        {named(1, "t"), true}, {named(2, "t"), false}, {named(0xffff, "t"), false},
+        {named(0, ""), true}, {named(1, "t "), false},
+        {net(xrlatom_ipv4net, 4, 32), true}, {net(xrlatom_ipv4net, 4, 33), false},
+        {net(xrlatom_ipv4net, 4, 255), false},
+        {net(xrlatom_ipv6net, 16, 128), true}, {net(xrlatom_ipv6net, 16, 129), false},
+        // Count 2, one atom; count 0, one atom.
+        {std::string("\xcc\x00\x00\x02\x42\x00\x00\x00\x01", 9), false},
+        {std::string("\xcc\x00\x00\x00\x42\x00\x00\x00\x01", 9), false},
+        {std::string("\xcd\x00\x00\x01\x42\x00\x00\x00\x01", 9), false},
+        // Type numbers: the last one, one beyond, none.
+        {std::string("\xcc\x00\x00\x01\x4e", 5) + std::string(8, '\0'), true},
+        {std::string("\xcc\x00\x00\x01\x4f", 5) + std::string(8, '\0'), false},
+        {std::string("\xcc\x00\x00\x01\x40", 5), false},
+        {std::string("\xcc\x00\x00\x01\x0e", 5), true},
+        {std::string("\xcc\x00\x00\x01\x0f", 5), false},
+        // Any byte but 0 is true.
+        {std::string("\xcc\x00\x00\x01\x4a\x02", 6), true},
+        // A list in a list; an unnamed list of one u32.
+        {std::string("\xcc\x00\x00\x01\x49\x00\x00\x00\x01\x49\x00\x00\x00\x00", 14), false},
+        {std::string("\xcc\x00\x00\x01\x49\x00\x00\x00\x01\x42\x00\x00\x00\x07", 14), true},
+    };
+    for (const auto& c : cases) {
+        std::string hex;
+        for (unsigned char b : c.bytes)
+            hex += "0123456789abcdef"[b >> 4], hex += "0123456789abcdef"[b & 15];
+        EXPECT_EQ(c.ok, unpacks(c.bytes)) << hex;
+    }
+}
+
+TEST(XrlArgsPackingTest, NamesAndHead)
+{
+    // Duplicates are found by a scan below 16 names and by a set above.
+    for (int n : {2, 16, 17, 40}) {
+        XrlArgs args;
+        for (int i = 0; i < n; i++)
+            args.add(XrlAtom(("a" + std::to_string(i)).c_str(), uint32_t(i)));
+        std::string bytes = packed(args);
+        EXPECT_TRUE(unpacks(bytes)) << n;
+        // The last name made equal to the first ("a0"), one byte shorter.
+        XrlArgs dup;
+        for (int i = 0; i < n; i++)
+            dup.add(XrlAtom((i == n - 1 ? "a0x" : "a" + std::to_string(i)).c_str(), uint32_t(i)));
+        bytes = packed(dup);
+        size_t at = bytes.rfind("a0x");
+        bytes[at - 1] = 2;
+        bytes.erase(at + 2, 1);
+        EXPECT_FALSE(unpacks(bytes)) << n;
+    }
+    // Two unnamed atoms share the empty name.
+    EXPECT_FALSE(unpacks(std::string("\xcc\x00\x00\x02\x42\0\0\0\x01\x42\0\0\0\x02", 14)));
+    // The head: the first atom, unnamed text with data.
+    const std::string head = "x";
+    XrlArgs one("a:u32=1");
+    EXPECT_TRUE(unpacks(packed(one, &head), true));
+    EXPECT_FALSE(unpacks(packed(one), true));
+    EXPECT_TRUE(unpacks(packed(XrlArgs(":txt=x")), true));
+    EXPECT_FALSE(unpacks(packed(XrlArgs("h:txt=x&a:u32=1")), true));
+    EXPECT_FALSE(unpacks(packed(XrlArgs(":u32=1&a:u32=1")), true));
+    EXPECT_FALSE(unpacks(std::string("\xcc\x00\x00\x00", 4), true));
+    EXPECT_FALSE(unpacks(std::string("\xcc\x00\x00\x01\x08", 5), true));
+    EXPECT_FALSE(unpacks(std::string("\xcc\x00\x00\x02\x08\x42\0\0\0\x01", 10), true));
+}
+
+TEST(XrlArgsPackingTest, DeeplyNestedListsAreRefusedWithoutCrashing)
+{
+    // A million lists of one, each in the last: 5 MB, well inside one packet.
+    std::string bytes("\xcc\x00\x00\x01", 4);
+    for (int i = 0; i < 1000000; i++)
+        bytes += std::string("\x49\x00\x00\x00\x01", 5);
+    bytes += std::string("\x42\0\0\0\x01", 5);
+    EXPECT_FALSE(unpacks(bytes));
 }
 
 }  // namespace

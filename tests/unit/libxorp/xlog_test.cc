@@ -1,10 +1,13 @@
 #include "libxorp/xlog.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <regex>
 #include <string>
 #include <utility>
@@ -148,6 +151,22 @@ TEST_F(XlogTest, StreamOutputsAndFailingFunctions)
     EXPECT_EQ(0, xlog_remove_output(fp));
     EXPECT_EQ(-1, xlog_remove_output(fp));
     fclose(fp);
+}
+
+// Stamps past January 2038, also on the 32-bit switch: time_t is 64 bits.
+TEST(XlogTime, StampsPast2038)
+{
+    setenv("TZ", "UTC0", 1);
+    tzset();
+    const struct { time_t sec; long usec; const char* text; } stamps[] = {
+        {2147483647, 0, "2038/01/19 03:14:07.0"},
+        {2147483648, 5, "2038/01/19 03:14:08.5"},
+        {4102444800, 999999, "2100/01/01 00:00:00.999999"},
+    };
+    for (const auto& s : stamps) {
+        timeval tv = {s.sec, s.usec};
+        EXPECT_STREQ(s.text, xlog_time2string(&tv));
+    }
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "libxipc/finder_server.hh"
+#include "libxipc/finder_wire.hh"
 #include "libxipc/stcp_wire.hh"
 #include "libxipc/xrl.hh"
 #include "libxipc/xrl_args_packing.hh"
@@ -145,6 +146,88 @@ TEST(Conformance, EveryCapturedMessageDecodesAndEncodesBackByteForByte)
     }
     EXPECT_EQ(2u, refused);
     EXPECT_LT(300u, checked);
+}
+
+// The framing and header readers at each of their limits.
+TEST(Conformance, FramesAtTheirLimits)
+{
+    auto be32 = [](uint32_t n) {
+	return std::string{char(n >> 24), char(n >> 16), char(n >> 8), char(n)};
+    };
+    const char* why;
+    size_t len;
+    // Finder link: a 4-byte payload length of 1 to 65536.
+    const struct { std::string bytes; FrameStatus status; size_t len; } finder[] = {
+	{"", FRAME_INCOMPLETE, 0}, {std::string(3, '\0'), FRAME_INCOMPLETE, 0},
+	{be32(0), FRAME_BAD, 0}, {be32(65537), FRAME_BAD, 0},
+	{be32(0xffffffffu), FRAME_BAD, 0},
+	{be32(65536), FRAME_INCOMPLETE, 65540},
+	{be32(1), FRAME_INCOMPLETE, 5}, {be32(1) + "x", FRAME_READY, 5},
+	{be32(2) + "x", FRAME_INCOMPLETE, 6}, {be32(1) + "xy", FRAME_READY, 5},
+    };
+    for (const auto& f : finder) {
+	len = 0;
+	EXPECT_EQ(f.status, finderwire::split(f.bytes.data(), f.bytes.size(), len, why))
+	    << f.bytes.size();
+	if (f.status != FRAME_BAD && f.len != 0) {
+	    EXPECT_EQ(f.len, len) << f.bytes.size();
+	}
+    }
+    // STCP: magic and version checked on what has come, then type and length.
+    std::string h;
+    stcp::append_header(h, 1, stcp::RESPONSE, 0, 0, 0);
+    auto with = [&](size_t at, char c) { std::string s = h; s[at] = c; return s; };
+    auto lengths = [&](uint32_t note, uint32_t data) {
+	std::string s = h;
+	s.replace(16, 4, be32(note));
+	return s.replace(20, 4, be32(data));
+    };
+    const struct { std::string bytes; FrameStatus status; size_t len; } packets[] = {
+	{"", FRAME_INCOMPLETE, 0}, {"STCP\x01", FRAME_INCOMPLETE, 0},
+	{"X", FRAME_BAD, 0}, {"STCP\x02", FRAME_BAD, 0},
+	{h.substr(0, 23), FRAME_INCOMPLETE, 0}, {h, FRAME_READY, 24},
+	{with(3, 'X'), FRAME_BAD, 0}, {with(5, 2), FRAME_BAD, 0}, {with(11, 4), FRAME_BAD, 0},
+	{lengths(1, 0), FRAME_INCOMPLETE, 25}, {lengths(0, 1) + "z", FRAME_READY, 25},
+	{lengths(16 * 1024 * 1024 - 24, 0), FRAME_INCOMPLETE, 16 * 1024 * 1024},
+	{lengths(16 * 1024 * 1024 - 24, 1), FRAME_BAD, 0},
+	{lengths(0xffffffffu, 0xffffffffu), FRAME_BAD, 0},
+    };
+    for (const auto& p : packets) {
+	len = 0;
+	EXPECT_EQ(p.status, stcp::split(p.bytes.data(), p.bytes.size(), len, why))
+	    << p.bytes.size();
+	if (p.len != 0) {
+	    EXPECT_EQ(p.len, len) << p.bytes.size();
+	}
+    }
+    // Finder link headers: sequence numbers of up to ten digits, up to 2^32-1.
+    const struct { std::string seq; bool ok; } seqs[] = {
+	{"0", true}, {"4294967295", true}, {"4294967296", false},
+	{"0000000001", true}, {"00000000001", false}, {"", false}, {"1a", false},
+    };
+    for (const auto& s : seqs) {
+	std::string payload = "Finder 0.2\nMsgType r\nSeqNo " + s.seq + "\nMsgData 0 / x\n";
+	std::string frame = be32(payload.size()) + payload;
+	finderwire::Message m;
+	EXPECT_EQ(s.ok, finderwire::parse(frame.data(), frame.size(), m)) << s.seq;
+	uint32_t code;
+	std::string note, args;
+	std::string body = s.seq + " / x\n";
+	EXPECT_EQ(s.ok, finderwire::parse_reply(body.data(), body.size(), code, note, args)) << s.seq;
+    }
+    finderwire::Message m;
+    for (const char* bad : {"Finder 0.2\nMsgType r\nSeqNo 1\nMsgData", "Finder 0.2\nMsgType y\nSeqNo 1\nMsgData ",
+			    "Finder 0.3\nMsgType r\nSeqNo 1\nMsgData "}) {
+	std::string frame = be32(strlen(bad)) + bad;
+	EXPECT_FALSE(finderwire::parse(frame.data(), frame.size(), m)) << bad;
+    }
+    // Frames written are at most 65536 bytes of payload.
+    std::string out;
+    const size_t head = strlen("Finder 0.2\nMsgType x\nSeqNo 7\nMsgData ");
+    EXPECT_TRUE(finderwire::append_request(out, 7, std::string(65536 - head, 'a')));
+    EXPECT_EQ(65540u, out.size());
+    EXPECT_FALSE(finderwire::append_request(out, 7, std::string(65537 - head, 'a')));
+    EXPECT_EQ(65540u, out.size());
 }
 
 // One replayed client's connection.

@@ -1,0 +1,122 @@
+#!/bin/bash
+# A real XORP module, xorp_static_routes, at XORP's own finder beside the
+# daemon: each birth is answered with the logging level and facility (which
+# the module does not serve, so the finder refuses to resolve them and the
+# daemon logs the refusal), and after its death by SIGTERM or SIGKILL a
+# change sends it nothing. Every send the finder refused is in its log, in
+# the order the daemon asked: that list is the record of the daemon's sends.
+set -u
+. "$(dirname "$0")/lib.sh"
+if [ ! -x "$XORP_STATIC_ROUTES" ]; then
+    echo "XORP's xorp_static_routes is not built: skipped"
+    exit 77
+fi
+
+# refused: "CLASS METHOD" for each log/0.1 send XORP's finder refused to
+# resolve, "static_routes (gone)" for each send to it when it was dead.
+refused() {
+    sed -n -e 's|.*Xrl does not resolve: finder://\([^/]*\)/log/0\.1/\(.*\)$|\1 \2|p' \
+        -e 's|.*Target "static_routes" does not exist.*|static_routes (gone)|p' /tmp/xorp_finder.log
+}
+wait_for_refused() {
+    wait_until '[ "$(refused | wc -l)" -ge '"$1"' ]' "the finder never refused $1 send(s)"
+}
+targets() {
+    "$XORP_CALL_XRL" finder://finder/finder/0.2/get_xrl_targets 2>/dev/null
+}
+set_level() {
+    call_xrl "$LOGIN_XRL/set_logging_level?level:txt=$1" || fail "set_logging_level $1"
+}
+set_facility() {
+    call_xrl "$LOGIN_XRL/set_logging_facility?facility:u32=$1" || fail "set_logging_facility $1"
+}
+
+# born COUNT: the module is started; returns once COUNT sends were refused.
+born() {
+    "$XORP_STATIC_ROUTES" >/tmp/static_routes.log 2>&1 &
+    MODULE_PID=$!
+    wait_for_refused "$1"
+    case "$(targets)" in
+        *:txt=static_routes-*) ;;
+        *) fail "static_routes is not registered at the finder: $(targets)" ;;
+    esac
+}
+
+# dies SIGNAL SENTINEL: the module is killed and gone from the finder; then
+# SENTINEL is born, an event the finder sends the daemon after the death, so
+# that the daemon has taken the death in once it answers SENTINEL's birth.
+dies() {
+    kill -"$1" $MODULE_PID
+    { wait $MODULE_PID; } 2>/dev/null
+    MODULE_STATUS=$?
+    wait_until '! targets | grep -q :txt=static_routes-' "static_routes never left the finder"
+    xrl_peer --class "$2" >/dev/null 2>&1 &
+    PEERS="${PEERS:-} $!"
+}
+
+"$XORP_FINDER" >/tmp/xorp_finder.log 2>&1 &
+FINDER_PID=$!
+wait_until '"$XORP_CALL_XRL" finder://finder/common/0.1/get_status >/dev/null 2>&1' "XORP's finder never answered"
+start_login
+
+# Born, told a new level while alive, stopped by SIGTERM; then a change of
+# both settings reaches the sentinel bgp only. The facility's sends are
+# resolved after the level's: once bgp's facility is refused, any level send
+# to the dead module would already be in the list.
+born 2
+set_level info
+wait_for_refused 3
+dies TERM bgp
+expect_eq "exit status of static_routes after SIGTERM" 0 $MODULE_STATUS
+wait_for_refused 5
+set_level warning
+set_facility 17
+wait_for_refused 7
+
+# Born again, told a new facility, killed by SIGKILL; the sentinel vrrp
+# is born after.
+born 9
+set_facility 18
+wait_for_refused 11
+dies KILL vrrp
+expect_eq "exit status of static_routes after SIGKILL" 137 $MODULE_STATUS
+wait_for_refused 13
+set_level error
+set_facility 19
+wait_for_refused 17
+
+expected="static_routes set_logging_level
+static_routes set_logging_facility
+static_routes set_logging_level
+bgp set_logging_level
+bgp set_logging_facility
+bgp set_logging_level
+bgp set_logging_facility
+static_routes set_logging_level
+static_routes set_logging_facility
+bgp set_logging_facility
+static_routes set_logging_facility
+vrrp set_logging_level
+vrrp set_logging_facility
+bgp set_logging_level
+vrrp set_logging_level
+bgp set_logging_facility
+vrrp set_logging_facility"
+expect_eq "sends of the daemon, as XORP's finder refused them" "$expected" "$(refused)"
+
+# The daemon logs each refusal (the class named for the facility's only).
+errors() {
+    sed -n 's/.* ERROR login LOGIN ] +[0-9]* xrl_login_target\.cc //p' /tmp/login.log | sort
+}
+wait_until '[ "$(errors | wc -l)" -ge 17 ]' "the daemon never logged 17 refusals"
+expect_eq "refusals the daemon logged" \
+    "$(sed -e 's/^[^ ]* set_logging_level$/set_logging_level_cb send module logging level failed./' \
+           -e 's/^\([^ ]*\) set_logging_facility$/set_logging_facility_cb send module \1 logging facility failed./' \
+           <<<"$expected" | sort)" "$(errors)"
+
+call_xrl "$COMMON_XRL/shutdown"
+wait $LOGIN_PID
+expect_eq "exit status of login" 0 $?
+kill $PEERS $FINDER_PID
+wait $PEERS $FINDER_PID 2>/dev/null
+finish
