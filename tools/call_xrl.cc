@@ -5,7 +5,8 @@
 // Usage: call_xrl [-F host[:port]] [-r retries] [-w seconds] XRL...
 //        call_xrl [-F host[:port]] [-r retries] [-w seconds] -f [FILE...]
 // Exit status: 0 all succeeded; 3 a target answered an error; 255 an
-// unknown target or method, no answer in time, or bad syntax; 1 no finder.
+// unknown target or method, no answer in time, or bad syntax; 1 no finder
+// (or one not run by root or by our user); 2 an unknown option.
 
 #include <unistd.h>
 
@@ -42,14 +43,16 @@ struct Outcome {
 };
 
 void
-usage(const char* argv0)
+usage(const char* argv0, FILE* to = stderr)
 {
-    fprintf(stderr,
+    fprintf(to,
 	    "Usage: %s [-F <host>[:<port>]] [-r <retries>] [-w <seconds>] "
 	    "<xrl> ...\n"
 	    "       %s [-F <host>[:<port>]] [-r <retries>] [-w <seconds>] "
 	    "-f [<file> ...]\n", argv0, argv0);
 }
+
+const int EXIT_USAGE = 2;
 
 void
 got_answer(const XrlError& e, XrlArgs* a, Outcome* out, unsigned attempt,
@@ -195,9 +198,12 @@ main(int argc, char** argv)
 		return EXIT_UNRESOLVED;
 	    }
 	    break;
+	case 'h':
+	    usage(argv[0], stdout);
+	    return 0;
 	default:
 	    usage(argv[0]);
-	    return EXIT_UNRESOLVED;
+	    return EXIT_USAGE;
 	}
     }
     std::vector<std::string> texts;
@@ -241,8 +247,13 @@ main(int argc, char** argv)
     XrlStdRouter router(e, "call_xrl", host.c_str(), port, false);
     router.set_reply_timeout(TimeVal(wait_s + 1, 0));
     router.finalize();
-    while (!router.ready() && !router.failed())
+    while (!router.ready() && !router.failed()
+	   && router.finder_refusal().empty())
 	e.run();
+    if (!router.finder_refusal().empty()) {
+	fprintf(stderr, "call_xrl: %s\n", router.finder_refusal().c_str());
+	return EXIT_NO_FINDER;
+    }
     if (!router.ready()) {
 	fprintf(stderr, "call_xrl: no finder at %s:%u\n", host.c_str(),
 		static_cast<unsigned>(port));

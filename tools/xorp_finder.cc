@@ -13,11 +13,14 @@
 #include "libxipc/finder_constants.hh"
 #include "libxipc/finder_server.hh"
 
+// -h: the usage on stdout, exit 0; a wrong option or argument: on stderr,
+// exit 2.
 static void
-usage(const char* argv0)
+usage(const char* argv0, int status = 2)
 {
-    fprintf(stderr, "Usage: %s [-p port] [-v]\n", argv0);
-    exit(1);
+    fprintf(status == 0 ? stdout : stderr, "Usage: %s [-p port] [-v]\n",
+	    argv0);
+    exit(status);
 }
 
 int
@@ -40,6 +43,9 @@ main(int argc, char** argv)
 	    verbose = true;
 	    break;
 	case 'i': case 'n': case 'a':
+	    break;
+	case 'h':
+	    usage(argv[0], 0);
 	    break;
 	default:
 	    usage(argv[0]);

@@ -122,13 +122,15 @@ Peer::send(const std::string& text)
 	_e.run();
 }
 
+// -h: the usage on stdout, exit 0; a wrong option or argument: on stderr,
+// exit 2.
 void
-usage(const char* argv0)
+usage(const char* argv0, int status = 2)
 {
-    fprintf(stderr, "Usage: %s --class NAME [--log FILE] "
-	    "[--fail METHOD=TEXT]... [--after METHOD] [--send XRL]...\n",
-	    argv0);
-    exit(1);
+    fprintf(status == 0 ? stdout : stderr, "Usage: %s --class NAME "
+	    "[--log FILE] [--fail METHOD=TEXT]... [--after METHOD] "
+	    "[--send XRL]...\n", argv0);
+    exit(status);
 }
 
 }  // namespace
@@ -142,13 +144,14 @@ main(int argc, char** argv)
 	{ "fail", required_argument, NULL, 'f' },
 	{ "after", required_argument, NULL, 'a' },
 	{ "send", required_argument, NULL, 's' },
+	{ "help", no_argument, NULL, 'h' },
 	{ NULL, 0, NULL, 0 }
     };
     std::string cls, log_path, after;
     std::vector<std::pair<std::string, std::string> > fails;
     std::vector<std::string> sends;
     int ch;
-    while ((ch = getopt_long(argc, argv, "", opts, NULL)) != -1) {
+    while ((ch = getopt_long(argc, argv, "h", opts, NULL)) != -1) {
 	switch (ch) {
 	case 'c': cls = optarg; break;
 	case 'l': log_path = optarg; break;
@@ -162,6 +165,7 @@ main(int argc, char** argv)
 	}
 	case 'a': after = optarg; break;
 	case 's': sends.push_back(optarg); break;
+	case 'h': usage(argv[0], 0); break;
 	default: usage(argv[0]);
 	}
     }

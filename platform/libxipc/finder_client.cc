@@ -10,6 +10,8 @@
 
 #include <cstring>
 
+#include "libxipc/peer_credentials.hh"
+
 FinderClient::FinderClient(EventLoop& e, const std::string& host,
 			   uint16_t port, const TimeVal& give_up_after,
 			   FinderClientObserver& o)
@@ -121,6 +123,21 @@ FinderClient::connect_done(int fd, IoEventType)
 void
 FinderClient::connected_fd(int fd)
 {
+    uid_t uid;
+    std::string why;
+    if (!listener_uid(fd, uid, why) || (uid != 0 && uid != geteuid())) {
+	::close(fd);
+	std::string at = _host + ":" + std::to_string(_port);
+	if (why.empty())
+	    why = "finder at " + at + " is run by uid "
+		+ std::to_string(static_cast<unsigned long>(uid))
+		+ ", not trusted";
+	else
+	    why = "finder at " + at + " is run by an unknown user: " + why;
+	_observer.finder_client_refused(why);
+	schedule_retry();
+	return;
+    }
     _ever_connected = true;
     _give_up_timer.unschedule();
     _conn = new WireConn(_eventloop, fd, finderwire::split, *this);

@@ -2,7 +2,8 @@
 //
 // The connection of one process to the finder.  Connects (retrying every
 // 100 ms; giving up after a time if the first connection never succeeds),
-// and reconnects the same way when the finder goes away.
+// and reconnects the same way when the finder goes away.  A finder run by
+// another user than root or this process's is taken for no finder at all.
 
 #ifndef __LIBXIPC_FINDER_CLIENT_HH__
 #define __LIBXIPC_FINDER_CLIENT_HH__
@@ -23,6 +24,9 @@ public:
     virtual void finder_client_disconnected(const std::string& why) = 0;
     // The first connection could not be made in time; no more tries.
     virtual void finder_client_gave_up() = 0;
+    // A connection was made and dropped: the finder is not run by root nor
+    // by this process's user (`why` says so).  Retrying goes on.
+    virtual void finder_client_refused(const std::string& why) = 0;
 };
 
 class FinderClient : public WireConnHandler {

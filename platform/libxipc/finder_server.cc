@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "libxipc/finder_wire.hh"
+#include "libxipc/peer_credentials.hh"
 #include "libxipc/xrl.hh"
 #include "libxipc/xrl_atom_encoding.hh"
 #include "libxipc/xrl_error.hh"
@@ -193,10 +194,19 @@ FinderServer::accept_ready(int, IoEventType)
 	c->id = _next_id++;
 	c->waiting = false;
 	c->waiting_seq = 0;
+	std::string why;
+	if (!peer_uid(fd, c->uid, why)) {
+	    c->uid = static_cast<uid_t>(-1);
+	    log("connection " + std::to_string(c->id) + ": no user known: "
+		+ why);
+	}
+	c->trusted = c->uid != static_cast<uid_t>(-1) && uid_trusted(c->uid);
 	c->wc = new WireConn(_eventloop, fd, finderwire::split, *this);
 	c->wc->set_user(c);
 	_conns[c->id] = c;
-	log("connection " + std::to_string(c->id) + " accepted");
+	log("connection " + std::to_string(c->id) + " accepted, uid "
+	    + std::to_string(static_cast<long>(c->uid))
+	    + (c->trusted ? "" : ", not trusted"));
 	if (!_hello.scheduled())
 	    _hello = _eventloop.new_periodic(
 		TimeVal(kHelloPeriodSec, 0),
@@ -410,10 +420,58 @@ FinderServer::owned(Conn* c, const std::string& name, Reply& r)
 }
 
 FinderServer::Instance*
-FinderServer::primary(const std::string& cls)
+FinderServer::primary(const std::string& cls, bool trusted_only)
 {
     auto i = _classes.find(cls);
-    return i == _classes.end() || i->second.empty() ? NULL : i->second.front();
+    if (i == _classes.end() || i->second.empty())
+	return NULL;
+    for (Instance* inst : i->second)
+	if (inst->owner->trusted)
+	    return inst;
+    return trusted_only ? NULL : i->second.front();
+}
+
+// Whether a new instance of `cls` would clash with one already there:
+// either is a singleton.  A trusted process is never kept out by instances
+// of untrusted ones.
+bool
+FinderServer::conflicts(const std::string& cls, bool singleton,
+			bool trusted_only)
+{
+    auto i = _classes.find(cls);
+    if (i == _classes.end())
+	return false;
+    for (Instance* inst : i->second)
+	if ((!trusted_only || inst->owner->trusted)
+	    && (singleton || inst->singleton))
+	    return true;
+    return false;
+}
+
+// Whether `observer` hears of the births and deaths of `subject`: it asked
+// for that very instance, or for its class and a trusted observer hears of
+// trusted instances only (a look-alike's death must not stop the tracking
+// of the real module).
+bool
+FinderServer::told_to(const Instance* observer, const Instance& subject) const
+{
+    if (observer->instance_watches.count(subject.name) != 0)
+	return true;
+    return observer->class_watches.count(subject.cls) != 0
+	&& (!observer->owner->trusted || subject.owner->trusted);
+}
+
+// Lifecycle methods are for trusted callers only.
+bool
+FinderServer::refused(Conn* c, Reply& r) const
+{
+    if (c->trusted)
+	return false;
+    r.code = COMMAND_FAILED;
+    r.note = "permission denied: uid "
+	+ std::to_string(static_cast<long>(c->uid))
+	+ " is neither root nor in group xorp";
+    return true;
 }
 
 // An instance leaves (remove) or is disabled: every connection drops its
@@ -422,7 +480,8 @@ FinderServer::primary(const std::string& cls)
 void
 FinderServer::depart(Instance* inst, bool remove)
 {
-    bool was_primary = primary(inst->cls) == inst;
+    bool was_primary = primary(inst->cls, false) == inst
+	|| primary(inst->cls, true) == inst;
     bool was_enabled = inst->enabled;
     inst->enabled = false;
     std::string name = inst->name, cls = inst->cls;
@@ -449,8 +508,7 @@ FinderServer::depart(Instance* inst, bool remove)
 	std::vector<Instance*> watchers;
 	for (auto& kv : _instances) {
 	    Instance* o = kv.second;
-	    if (o != inst && (o->class_watches.count(cls) != 0
-			      || o->instance_watches.count(name) != 0))
+	    if (o != inst && told_to(o, *inst))
 		watchers.push_back(o);
 	}
 	for (Instance* o : watchers)
@@ -490,14 +548,14 @@ FinderServer::births_for(Instance* observer, const std::string& cls)
     if (c == _classes.end())
 	return;
     for (Instance* i : c->second) {
-	if (i->enabled)
+	if (i->enabled && told_to(observer, *i))
 	    tunnel(observer, "xrl_target_birth", *i);
     }
 }
 
 bool
-FinderServer::resolve(const std::string& text, std::vector<std::string>& out,
-		      std::string& why)
+FinderServer::resolve(const std::string& text, bool trusted,
+		      std::vector<std::string>& out, std::string& why)
 {
     std::unique_ptr<Xrl> xrl;
     try {
@@ -506,7 +564,7 @@ FinderServer::resolve(const std::string& text, std::vector<std::string>& out,
 	why = "Invalid xrl string";
 	return false;
     }
-    Instance* inst = primary(xrl->target());
+    Instance* inst = primary(xrl->target(), trusted);
     if (inst == NULL) {
 	auto i = _instances.find(xrl->target());
 	inst = i == _instances.end() ? NULL : i->second;
@@ -550,6 +608,13 @@ FinderServer::register_finder_client(Conn* c, const XrlArgs& in, Reply& r)
 	r.note = "Invalid target name \"" + name + "\"";
 	return;
     }
+    // An untrusted process's instance name has an '@', as every router's
+    // "<class>-<unique>@<ip>": it can never pass for a class name.
+    if (!c->trusted && name.find('@') == std::string::npos) {
+	r.code = COMMAND_FAILED;
+	r.note = "Invalid target name \"" + name + "\"";
+	return;
+    }
     if (!in_cookie.empty()) {
 	// A process back after a lost link: its old registration goes first.
 	for (auto& kv : _instances) {
@@ -564,9 +629,9 @@ FinderServer::register_finder_client(Conn* c, const XrlArgs& in, Reply& r)
 	r.out.add("out_cookie", old->second->cookie);
 	return;
     }
-    Instance* p = primary(cls);
+    bool had_trusted = primary(cls, true) != NULL;
     if (old != _instances.end()
-	|| (p != NULL && (a[2]->boolean() || p->singleton))) {
+	|| conflicts(cls, a[2]->boolean(), c->trusted)) {
 	r.code = COMMAND_FAILED;
 	r.note = name + " already registered.";
 	return;
@@ -582,6 +647,15 @@ FinderServer::register_finder_client(Conn* c, const XrlArgs& in, Reply& r)
     _classes[cls].push_back(inst);
     c->instances.push_back(name);
     log(name + " registered by connection " + std::to_string(c->id));
+    if (c->trusted && !had_trusted && _classes[cls].size() > 1) {
+	// The class now resolves to this instance for untrusted callers too.
+	_after_reply.push_back([this, cls] {
+	    for (Conn* o : conns())
+		push(o, "finder://" + cls + kClient
+		     + "remove_xrls_for_target_from_cache?target_name:txt="
+		     + xrlatom_encode_value(cls));
+	});
+    }
     r.out.add("out_cookie", inst->cookie);
 }
 
@@ -615,8 +689,7 @@ FinderServer::set_finder_client_enabled(Conn* c, const XrlArgs& in, Reply& r)
 	std::vector<Instance*> watchers;
 	for (auto& kv : _instances) {
 	    Instance* o = kv.second;
-	    if (o->class_watches.count(i->second->cls) != 0
-		|| o->instance_watches.count(name) != 0)
+	    if (told_to(o, *i->second))
 		watchers.push_back(o);
 	}
 	for (Instance* o : watchers)
@@ -717,11 +790,11 @@ FinderServer::remove_xrl(Conn* c, const XrlArgs& in, Reply& r)
 }
 
 void
-FinderServer::resolve_xrl(Conn*, const XrlArgs& in, Reply& r)
+FinderServer::resolve_xrl(Conn* c, const XrlArgs& in, Reply& r)
 {
     FETCH(kTxt("xrl"));
     std::vector<std::string> res;
-    if (!resolve(a[0]->text(), res, r.note)) {
+    if (!resolve(a[0]->text(), c->trusted, res, r.note)) {
 	r.code = COMMAND_FAILED;
 	return;
     }
@@ -907,14 +980,16 @@ FinderServer::get_status(Conn*, const XrlArgs& in, Reply& r)
 }
 
 void
-FinderServer::shutdown(Conn*, const XrlArgs& in, Reply& r)
+FinderServer::shutdown(Conn* c, const XrlArgs& in, Reply& r)
 {
     FETCH();
-    _shutdown = true;
+    if (!refused(c, r))
+	_shutdown = true;
 }
 
 void
-FinderServer::startup(Conn*, const XrlArgs& in, Reply& r)
+FinderServer::startup(Conn* c, const XrlArgs& in, Reply& r)
 {
     FETCH();
+    refused(c, r);
 }

@@ -7,6 +7,10 @@
 // "finder" (finder/0.2, finder_event_notifier/0.1, common/0.1), tells
 // clients to drop cached resolutions of departed targets, tunnels births and
 // deaths to observers, and says hello to every connection every 100 s.
+// Each connection's user comes from the kernel (peer_credentials.hh): a
+// class name resolved for a trusted caller only ever yields instances that
+// trusted processes registered, trusted observers of a class hear only of
+// those, and only trusted callers may stop the finder.
 
 #ifndef __LIBXIPC_FINDER_SERVER_HH__
 #define __LIBXIPC_FINDER_SERVER_HH__
@@ -56,6 +60,8 @@ private:
 	uint32_t			waiting_seq;
 	XorpTimer			timeout;
 	std::vector<std::string>	instances;	// registered through it
+	uid_t				uid;		// of the peer, from the kernel
+	bool				trusted;	// uid_trusted(uid)
     };
     struct Instance {
 	std::string			name;
@@ -95,12 +101,17 @@ private:
     std::string new_cookie();
     Instance* owned(Conn* c, const std::string& name, Reply& r);
     Instance* originator(Conn* c, const std::string& name, Reply& r);
-    Instance* primary(const std::string& cls);
+    // The instance a class name resolves to: its oldest of a trusted
+    // process, else (for untrusted callers) its oldest.
+    Instance* primary(const std::string& cls, bool trusted_only);
+    bool conflicts(const std::string& cls, bool singleton, bool trusted_only);
+    bool told_to(const Instance* observer, const Instance& subject) const;
+    bool refused(Conn* c, Reply& r) const;
     void depart(Instance* inst, bool remove);
     void tunnel(Instance* observer, const char* event, const Instance& subject);
     void births_for(Instance* observer, const std::string& cls);
-    bool resolve(const std::string& text, std::vector<std::string>& out,
-		 std::string& why);
+    bool resolve(const std::string& text, bool trusted,
+		 std::vector<std::string>& out, std::string& why);
 
     // finder/0.2
     void register_finder_client(Conn*, const XrlArgs&, Reply&);

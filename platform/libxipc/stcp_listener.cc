@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "libxipc/peer_credentials.hh"
 #include "libxipc/stcp_wire.hh"
 #include "libxipc/xrl_args_packing.hh"
 
@@ -156,9 +157,18 @@ StcpListener::accept_ready(int, IoEventType)
 	int one = 1;
 	if (_path.empty())
 	    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof(one));
+	uid_t uid;
+	std::string why;
+	bool known = peer_uid(fd, uid, why);
 	WireConn* c = new WireConn(_eventloop, fd, stcp::split, *this);
 	c->set_user(kWrote);
 	_conns.push_back(c);
+	if (!known)
+	    _untrusted[c] = "permission denied: caller's user unknown: " + why;
+	else if (!uid_trusted(uid))
+	    _untrusted[c] = "permission denied: uid "
+		+ std::to_string(static_cast<unsigned long>(uid))
+		+ " is neither root nor in group xorp";
     }
 }
 
@@ -219,7 +229,11 @@ StcpListener::answer(WireConn* conn, const stcp::Header& h, const char* frame,
     XrlError result;
     w.out.clear();
     bool kept = false;
-    if (!xrl_args_unpack(data, h.data_len, w.in, &w.head, &kept)) {
+    auto refusal = _untrusted.find(conn);
+    if (refusal != _untrusted.end()) {
+	w.method.clear();
+	result = XrlError(COMMAND_FAILED, refusal->second);
+    } else if (!xrl_args_unpack(data, h.data_len, w.in, &w.head, &kept)) {
 	w.method.clear();
 	result = XrlError(INTERNAL_ERROR, "corrupt xrl");
     } else if ((!kept || w.method.empty()) && !method_of(w.head, w.method)) {
@@ -268,6 +282,7 @@ void
 StcpListener::wire_closed(WireConn* conn, const char*)
 {
     _conns.erase(std::remove(_conns.begin(), _conns.end(), conn), _conns.end());
+    _untrusted.erase(conn);
     _dead.push_back(conn);
     if (!_reaper.scheduled())
 	_reaper = _eventloop.new_oneoff_after(TimeVal(0, 0),

@@ -4,12 +4,15 @@
 // REQUEST with a RESPONSE (handled in arrival order) and each HELO with a
 // HELO_ACK, and closes a connection it has written nothing to for the
 // keepalive time (XORP_LISTENER_KEEPALIVE_TIMEOUT seconds, default 180, 0
-// for never) or that breaks the framing.
+// for never) or that breaks the framing.  The caller's user comes from the
+// kernel when it connects (peer_credentials.hh); requests of a caller that
+// is not trusted are answered COMMAND_FAILED and never run.
 
 #ifndef __LIBXIPC_STCP_LISTENER_HH__
 #define __LIBXIPC_STCP_LISTENER_HH__
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "libxorp/eventloop.hh"
@@ -72,6 +75,8 @@ private:
     std::string			_path;
     std::vector<WireConn*>	_conns;
     std::vector<WireConn*>	_dead;
+    // Connections of untrusted callers, with the refusal's note.
+    std::unordered_map<WireConn*, std::string> _untrusted;
     XorpTimer			_idle;
     XorpTimer			_reaper;
     Work			_work;

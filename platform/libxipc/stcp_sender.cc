@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "libxipc/peer_credentials.hh"
 #include "libxipc/stcp_wire.hh"
 #include "libxipc/xrl_args_packing.hh"
 
@@ -113,6 +114,17 @@ StcpSender::connect(std::string& why)
     int fd = connect_to(_address);
     if (fd < 0) {
 	why = strerror(errno);
+	return false;
+    }
+    // Nothing is sent to a listener of an untrusted process.
+    uid_t uid;
+    why.clear();
+    if (!listener_uid(fd, uid, why) || !uid_trusted(uid)) {
+	if (why.empty())
+	    why = "target at " + _address + " is run by uid "
+		+ std::to_string(static_cast<unsigned long>(uid))
+		+ ", not trusted";
+	::close(fd);
 	return false;
     }
     _conn = new WireConn(_eventloop, fd, stcp::split, *this);

@@ -6,7 +6,8 @@
 // has been read for the keepalive time (XORP_SENDER_KEEPALIVE_TIME seconds,
 // default 10) a HELO goes out, and a HELO still unanswered a period later
 // ends the connection.  Whatever ends the connection fails every request
-// still outstanding on it.
+// still outstanding on it.  A listener whose process is not trusted
+// (peer_credentials.hh) is not connected to.
 
 #ifndef __LIBXIPC_STCP_SENDER_HH__
 #define __LIBXIPC_STCP_SENDER_HH__

@@ -165,8 +165,17 @@ XrlRouter::finalize()
 // ---- the finder link ----
 
 void
+XrlRouter::finder_client_refused(const std::string& why)
+{
+    if (why != _finder_refusal)
+	xlog_error("XRL", "XrlRouter", "%s", why.c_str());
+    _finder_refusal = why;
+}
+
+void
 XrlRouter::finder_client_connected()
 {
+    _finder_refusal.clear();
     if (_finalized)
 	start_registration();
     finder_connect_event();

@@ -52,6 +52,9 @@ public:
     // The finder could not be reached in time and nothing is registered.
     bool failed() const { return _finder.gave_up() && !_ready; }
     bool connected() const { return _finder.connected(); }
+    // Why the last finder reached was refused (not run by root or by our
+    // user), or empty once a finder is accepted.
+    const std::string& finder_refusal() const { return _finder_refusal; }
     // XRLs sent and not yet answered.
     bool pending() const { return _outstanding != 0; }
 
@@ -116,6 +119,7 @@ private:
     void finder_client_message(const char* frame, size_t len);
     void finder_client_disconnected(const std::string& why);
     void finder_client_gave_up();
+    void finder_client_refused(const std::string& why);
 
     // The finder link: one request of ours outstanding at a time.
     void finder_request(const std::string& xrl, const FinderDone& done);
@@ -168,6 +172,7 @@ private:
     XrlRecvAnyCallback	_catch_all;
     TimeVal		_reply_timeout;
     std::string		_cookie;	// from register_finder_client
+    std::string		_finder_refusal;
 
     std::deque<FinderRequest> _fq;	// front is outstanding when _f_waiting
     bool		_f_waiting;

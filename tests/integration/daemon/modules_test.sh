@@ -24,8 +24,7 @@ xrl_peer --class fea --log /tmp/fea.log \
     --fail set_logging_level=refused --fail set_logging_facility=refused \
     >/tmp/fea.out 2>&1 &
 wait_until "grep -q '^ready ' /tmp/fea.out" "fea never became ready"
-# Arguments are not read by the daemon.
-start_login -x --unknown extra
+start_login
 expect_eq "get_logging_level before any set" "level:txt=trace" \
     "$(call_xrl "$LOGIN_XRL/get_logging_level")"
 wait_for_lines /tmp/fea.log 2

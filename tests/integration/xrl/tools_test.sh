@@ -7,6 +7,30 @@ bindir=$1
 . "$(dirname "$0")/lib.sh"
 cd /tmp
 
+# -h and --help print the usage and exit 0; an unknown option prints it on
+# stderr and exits 2; neither starts anything nor touches the system.
+system_state() { iptables -S; hostname; cat /var/log/sandbox/commands.log 2>/dev/null; }
+before=$(system_state)
+while read -r prog help; do
+    out=$(timeout 10 "$prog" "$help" 2>/tmp/err)
+    expect_eq "$prog $help: exit" 0 $?
+    expect_contains "$prog $help: usage" "Usage: $prog " "$out"
+    expect_eq "$prog $help: stderr" "" "$(cat /tmp/err)"
+    timeout 10 "$prog" --no-such-option >/tmp/out 2>/tmp/err
+    expect_eq "$prog unknown option: exit" 2 $?
+    expect_eq "$prog unknown option: stdout" "" "$(cat /tmp/out)"
+    expect_contains "$prog unknown option: usage" "Usage: $prog " "$(cat /tmp/err)"
+done <<'LIST'
+login -h
+login --help
+xorp_finder -h
+call_xrl -h
+xrl_peer -h
+xrl_peer --help
+LIST
+expect_eq "the system after the options" "$before" "$(system_state)"
+pgrep -x login >/dev/null && fail "login -h left a daemon running"
+
 # Before there is a finder.
 XORP_FINDER_CONNECT_TIMEOUT_MS=300 call_xrl finder://finder/common/0.1/get_status 2>/dev/null
 expect_eq "no finder" 1 $?
