@@ -21,7 +21,8 @@ void
 run_service_script(const char* script, const string& value)
 {
     string command = string(script) + value;
-    system(command.c_str());
+    if (!run_command_line(command))
+        throw LoginException("login_main.cc", __LINE__, strerror(errno));
 
     string error_text = strerror(errno);
     if (error_text != "Success")

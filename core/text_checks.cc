@@ -10,6 +10,10 @@
 
 #include "core/login_exception.hh"
 
+namespace {
+const size_t kLongestArgument = 32 * 4096;  // MAX_ARG_STRLEN, with its NUL
+}
+
 void check_no_nul_byte(const std::string& text, const char* what)
 {
     if (has_nul_byte(text)) {
@@ -35,6 +39,13 @@ bool has_dot_dot_component(const std::string& text)
 
 bool run_command_line(const std::string& line, int* status)
 {
+    // The line is one argument of "sh -c": the kernel takes none longer
+    // than 32 pages. Refused here too, since an emulator's fork hides the
+    // failed exec from system().
+    if (line.size() >= kLongestArgument) {
+        errno = E2BIG;
+        return false;
+    }
     const int saved_errno = errno;
     errno = 0;
     int result = system(line.c_str());

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <vector>
 
@@ -19,6 +20,91 @@
 namespace {
 
 const char kTrustedGroup[] = "xorp";
+
+// An address as /proc/net/tcp{,6} prints it: each 32-bit word of the
+// address in the kernel's own byte order. A process emulated on a kernel of
+// the other order (qemu-user) cannot know which, so both are made.
+std::string
+proc_address(const unsigned char* bytes, size_t len, bool swapped, unsigned port)
+{
+    std::string text;
+    char word[9];
+    for (size_t i = 0; i < len; i += 4) {
+	const unsigned char* b = bytes + i;
+	if (swapped)
+	    snprintf(word, sizeof(word), "%02X%02X%02X%02X", b[3], b[2], b[1], b[0]);
+	else
+	    snprintf(word, sizeof(word), "%02X%02X%02X%02X", b[0], b[1], b[2], b[3]);
+	text += word;
+    }
+    snprintf(word, sizeof(word), ":%04X", port);
+    return text + word;
+}
+
+void
+proc_addresses(const struct sockaddr_storage& a, std::string out[2])
+{
+    const unsigned char* bytes;
+    size_t len;
+    unsigned port;
+    if (a.ss_family == AF_INET) {
+	const struct sockaddr_in& v4 = reinterpret_cast<const sockaddr_in&>(a);
+	bytes = reinterpret_cast<const unsigned char*>(&v4.sin_addr);
+	len = 4;
+	port = ntohs(v4.sin_port);
+    } else {
+	const struct sockaddr_in6& v6 = reinterpret_cast<const sockaddr_in6&>(a);
+	bytes = reinterpret_cast<const unsigned char*>(&v6.sin6_addr);
+	len = 16;
+	port = ntohs(v6.sin6_port);
+    }
+    out[0] = proc_address(bytes, len, false, port);
+    out[1] = proc_address(bytes, len, true, port);
+}
+
+}  // namespace
+
+bool
+tcp_socket_uid_in_table(const struct sockaddr_storage& local,
+	     const struct sockaddr_storage& remote, uid_t& uid,
+	     std::string& why)
+{
+    std::string mine[2], theirs[2];
+    proc_addresses(local, mine);
+    proc_addresses(remote, theirs);
+    FILE* f = fopen(local.ss_family == AF_INET ? "/proc/net/tcp" : "/proc/net/tcp6", "re");
+    if (f == NULL) {
+	why = std::string("socket table: ") + strerror(errno);
+	return false;
+    }
+    char line[512], l[80], r[80];
+    unsigned long owner, inode;
+    bool found = false;
+    while (fgets(line, sizeof(line), f) != NULL) {
+	// sl local rem st tx:rx tr:when retrnsmt uid timeout inode
+	if (sscanf(line, "%*s %79s %79s %*s %*s %*s %*s %lu %*s %lu",
+		   l, r, &owner, &inode) != 4)
+	    continue;
+	for (int order = 0; order < 2 && !found; order++)
+	    found = mine[order] == l && theirs[order] == r;
+	if (found)
+	    break;
+    }
+    fclose(f);
+    if (!found) {
+	why = "no such connection";
+	return false;
+    }
+    if (inode == 0) {
+	why = "the socket is closed";
+	return false;
+    }
+    uid = static_cast<uid_t>(owner);
+    return true;
+}
+
+namespace {
+
 // One exact look-up of a TCP socket by its addresses (the remote one all
 // zero for a listening socket).
 bool
@@ -58,6 +144,8 @@ ask_sock_diag(const struct sockaddr_storage& local,
     id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
 
     int fd = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
+    if (fd < 0 && (errno == EPROTONOSUPPORT || errno == EAFNOSUPPORT))
+	return tcp_socket_uid_in_table(local, remote, uid, why);
     if (fd < 0) {
 	why = std::string("socket diagnostics: ") + strerror(errno);
 	return false;

@@ -29,6 +29,13 @@ bool tcp_socket_uid(const struct sockaddr_storage& local,
 		    const struct sockaddr_storage& remote, uid_t& uid,
 		    std::string& why);
 
+// The same look-up in the kernel's socket table, /proc/net/tcp{,6}: what
+// tcp_socket_uid() falls back on where the socket diagnostics cannot be
+// reached (a process emulated by qemu-user, whose netlink lacks them).
+bool tcp_socket_uid_in_table(const struct sockaddr_storage& local,
+			     const struct sockaddr_storage& remote, uid_t& uid,
+			     std::string& why);
+
 // Root, the user of this process, or a member (primary or supplementary) of
 // the group "xorp": who may speak XRL with this process.
 bool uid_trusted(uid_t uid);

@@ -152,6 +152,15 @@ TEST_F(TargetTest, TextsTooLongForACommandLine)
     EXPECT_EQ(-1, _login->clear_arp(big));  // no failure answer; a warning
     EXPECT_EQ(-1, _login->clear_neighbours(big));
     EXPECT_TRUE(journal().empty());
+    // The longest line the kernel takes as one argument runs; a byte more not.
+    const string key_line = "/vela/bin/shell/tacacs_key.sh ";
+    const string longest(32 * 4096 - 1 - key_line.size(), 'k');
+    EXPECT_TRUE(_target->set_tacacs_key(longest).isOK());
+    expect_failed(_target->set_tacacs_key(longest + 'k'), "System set tacacs shared key failed.");
+    string ran;
+    for (const string& piece : journal())
+        ran += piece;
+    EXPECT_EQ(key_line + longest, ran);
 }
 
 TEST_F(TargetTest, LoggingLevelAndFacility)

@@ -51,6 +51,19 @@ TEST_P(PeerCredentials, OwnersOfPeerAndListenerAndClosedSocketsOfNobody)
     EXPECT_EQ(geteuid(), uid);
     EXPECT_EQ(geteuid(), uid2);
     EXPECT_EQ(geteuid(), uid3);
+    // The same from the socket table, as where socket diagnostics are missing.
+    sockaddr_storage mine = {}, theirs = {}, listening = {}, none = {};
+    socklen_t ml = sizeof(mine), tl = sizeof(theirs), ll = sizeof(listening);
+    ASSERT_EQ(0, getsockname(fds[2], reinterpret_cast<sockaddr*>(&mine), &ml));
+    ASSERT_EQ(0, getpeername(fds[2], reinterpret_cast<sockaddr*>(&theirs), &tl));
+    ASSERT_EQ(0, getsockname(fds[0], reinterpret_cast<sockaddr*>(&listening), &ll));
+    none.ss_family = listening.ss_family;
+    uid_t in_table = 12345, listener_in_table = 12345;
+    EXPECT_TRUE(tcp_socket_uid_in_table(theirs, mine, in_table, why)) << why;
+    EXPECT_TRUE(tcp_socket_uid_in_table(listening, none, listener_in_table, why)) << why;
+    EXPECT_EQ(geteuid(), in_table);
+    EXPECT_EQ(geteuid(), listener_in_table);
+    EXPECT_FALSE(tcp_socket_uid_in_table(mine, mine, in_table, why)) << "no such connection";
     close(fds[0]);
     EXPECT_FALSE(listener_uid(fds[1], uid, why)) << "no one listens";
     // Closed before the look-up: what is left of the socket belongs to no
@@ -59,6 +72,7 @@ TEST_P(PeerCredentials, OwnersOfPeerAndListenerAndClosedSocketsOfNobody)
     why.clear();
     EXPECT_FALSE(peer_uid(fds[2], uid, why));
     EXPECT_FALSE(why.empty());
+    EXPECT_FALSE(tcp_socket_uid_in_table(theirs, mine, uid, why));
     close(fds[2]);
 }
 
