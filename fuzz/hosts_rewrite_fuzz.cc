@@ -23,10 +23,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (line != old_line)
             expected += line;
     }
-    FILE* hosts = temp_file(file, path);
+    private_file(file, path);
     if (rewrite_hosts_file(path.c_str(), old_line, new_line) != HostsRewrite::kWritten
         || file_text(path) != expected + new_line)
         abort();
-    fclose(hosts);
     return 0;
 }
