@@ -1,5 +1,5 @@
-# Helpers for the daemon's sandboxed tests: start the finder and the daemon,
-# call it, and compare what it did with what was expected.
+# Helpers for the sandboxed process tests: start the finder, the daemon and
+# peers, call them, and compare what they did with what was expected.
 
 JOURNAL=/var/log/sandbox/commands.log
 LOGIN_XRL="finder://login/login/0.1"
@@ -18,6 +18,8 @@ expect_eq() {
         diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") | sed 's/^/    /' >&2
     fi
 }
+
+expect_contains() { [[ "$3" == *"$2"* ]] || fail "$1: [$2] not in [$3]"; }
 
 # expect_failure NAME NOTE XRL: the call must fail (exit 3) with exactly that note.
 expect_failure() {
@@ -64,10 +66,23 @@ wait_for_lines() {
         "$1 never reached $2 lines"
 }
 
-# start_finder: the finder in the background.
+# start_finder: the finder in the background; returns once it answers.
 start_finder() {
-    xorp_finder >/tmp/finder.log 2>&1 &
+    xorp_finder -v >/tmp/finder.log 2>&1 &
     FINDER_PID=$!
+    wait_until 'call_xrl finder://finder/common/0.1/get_status >/dev/null 2>&1' "no finder"
+}
+
+# start_peer NAME ARGS...: xrl_peer of class NAME; its stdout goes to a file
+# of its own ($peer_out), so an earlier peer's "ready" line is never read.
+start_peer() {
+    local name=$1
+    shift
+    peer_out=$(mktemp "/tmp/$name.XXXXXX")
+    xrl_peer --class "$name" "$@" >"$peer_out" &
+    peer_pid=$!
+    wait_until "grep -q '^ready ' $peer_out" "peer $name never ready"
+    peer_instance=$(sed -n 's/^ready //p' "$peer_out")
 }
 
 # start_login [ARG...]: the daemon in the background; returns once it answers.
@@ -110,7 +125,8 @@ ssh_connection() {
 
 finish() {
     if [ $failures -ne 0 ]; then
-        echo "$failures check(s) failed" >&2
+        echo "$failures check(s) failed; finder log:" >&2
+        cat /tmp/finder.log >&2
         exit 1
     fi
     echo "all checks passed"
