@@ -106,6 +106,20 @@ chain() {
     iptables -S INPUT | grep -v '^-P '
 }
 
+# Command lines of the limit rules: ipt OP PORT MATCH NAME [TARGET];
+# rate_pair PORT NAME OLD NEW, a rate pair moved from hit count OLD to NEW;
+# connlimit OP LIMIT; startup_lines, the nine the daemon runs at start-up.
+ipt() {
+    echo "iptables -$1 INPUT -p tcp --dport $2 -m state --state NEW -m recent $3 --name $4${5:+ -j $5}"
+}
+rate() { ipt "$1" "$2" "--update --seconds 60 --hitcount $4 --rttl" "$3" DROP; }
+rate_pair() { rate D $1 $2 $3; ipt D $1 --set $2; ipt I $1 --set $2; rate I $1 $2 $4; }
+connlimit() { echo "iptables -$1 INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above $2 -j REJECT"; }
+startup_lines() {
+    ipt I 22 --set SSH; rate I 22 SSH 20; connlimit I 15; rate_pair 22 SSH 20 20
+    ipt I 23 --set TELNET; rate I 23 TELNET 20
+}
+
 # Rule texts as `iptables -S` prints them back.
 telnet_update() {
     echo "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount $1 --rttl --name TELNET --mask 255.255.255.255 --rsource -j DROP"

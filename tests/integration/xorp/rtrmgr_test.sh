@@ -13,15 +13,6 @@ journal() {
     grep -v -e '-i vlan\.' -e 'xorp-tmp-' -e "$XORPSH" -e '^ping ' $JOURNAL
 }
 pings() { grep '^ping ' $JOURNAL | sed 's/^ping -c 3 -i 0.2 -w 1 \([^|]*\)|.*/\1/' | sort | xargs; }
-ipt() {
-    echo "iptables -$1 INPUT -p tcp --dport $2 -m state --state NEW -m recent $3 --name $4${5:+ -j $5}"
-}
-rate_pair() {  # PORT NAME OLD NEW: a rate pair moved from OLD to NEW
-    ipt D $1 "--update --seconds 60 --hitcount $3 --rttl" $2 DROP
-    ipt D $1 --set $2
-    ipt I $1 --set $2
-    ipt I $1 "--update --seconds 60 --hitcount $4 --rttl" $2 DROP
-}
 
 start_rtrmgr "$(dirname "$0")/boot.conf"
 wait_until 'grep -q "No more tasks to run" /tmp/rtrmgr.log' "the boot configuration was never committed"
@@ -30,12 +21,7 @@ wait_until '[ "$(iptables -S INPUT | grep -c -- "-i vlan\.")" = 256 ]' "the in-b
 wait_until '[ "$(cat /tmp/system/tac_live_servers 2>/dev/null)" = "server=10.99.0.2 " ] &&
     [ "$(pings)" = "10.99.0.2 10.99.0.2 10.99.0.3" ] && ! pgrep -f "ping -c 3" >/dev/null' "the two passes never ended"
 
-expect_eq "commands of the start and the boot configuration" "$(ipt I 22 --set SSH)
-$(ipt I 22 "--update --seconds 60 --hitcount 20 --rttl" SSH DROP)
-iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above 15 -j REJECT
-$(rate_pair 22 SSH 20 20)
-$(ipt I 23 --set TELNET)
-$(ipt I 23 "--update --seconds 60 --hitcount 20 --rttl" TELNET DROP)
+expect_eq "commands of the start and the boot configuration" "$(startup_lines)
 hostname sw-boot
 addgroup -q alice
 useradd -d /tmp/home/alice -l -m -s /usr/bin/velash_pty.sh -g alice alice
@@ -59,9 +45,7 @@ $(rate_pair 23 TELNET 20 5)
 /vela/bin/shell/ssh_disable.sh false
 /vela/bin/shell/ssh_root-login.sh no
 /vela/bin/shell/ssh_protocol-version.sh 2
-iptables -D INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above 15 -j REJECT
-iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above 3 -j REJECT
-$(rate_pair 22 SSH 20 20)
+$(connlimit D 15; connlimit I 3; rate_pair 22 SSH 20 20)
 $(rate_pair 22 SSH 20 7)
 pkill -9 vela_sh_remote
 /vela/bin/vela_sh_remote > /tmp/log/remote_config.log &
