@@ -120,6 +120,14 @@ startup_lines() {
     ipt I 23 --set TELNET; rate I 23 TELNET 20
 }
 
+# The access lists' matches, and add_lines TOOL MATCH PREFIX: the lines of an
+# entry added to a list in force (its closing rule moved behind it).
+REMOTE="-p tcp -m multiport --dport 22,23" SNMP="-p udp --dport 161" WEB="-p tcp --dport 8080"
+add_lines() {
+    printf '%s -D INPUT %s -j DROP\n%s -A INPUT %s -s %s -j ACCEPT\n%s -A INPUT %s -j DROP\n' \
+        "$1" "$2" "$1" "$2" "$3" "$1" "$2"
+}
+
 # Rule texts as `iptables -S` prints them back.
 telnet_update() {
     echo "-A INPUT -p tcp -m tcp --dport 23 -m state --state NEW -m recent --update --seconds 60 --hitcount $1 --rttl --name TELNET --mask 255.255.255.255 --rsource -j DROP"

@@ -49,20 +49,10 @@ $(connlimit D 15; connlimit I 3; rate_pair 22 SSH 20 20)
 $(rate_pair 22 SSH 20 7)
 pkill -9 vela_sh_remote
 /vela/bin/vela_sh_remote > /tmp/log/remote_config.log &
-iptables -A INPUT -p tcp --dport 8080 -j DROP
-iptables -D INPUT -p tcp --dport 8080 -j DROP
-iptables -A INPUT -p tcp --dport 8080 -s 10.3.0.0/16 -j ACCEPT
-iptables -A INPUT -p tcp --dport 8080 -j DROP
-iptables -D INPUT -p udp --dport 161 -j DROP
-iptables -A INPUT -p udp --dport 161 -s 10.1.0.0/16 -j ACCEPT
-iptables -A INPUT -p udp --dport 161 -j DROP
-iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -s 10.2.0.0/16 -j ACCEPT
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -s 2001:db8::/32 -j ACCEPT
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP" "$(journal)"
+iptables -A INPUT $WEB -j DROP
+$(add_lines iptables "$WEB" 10.3.0.0/16; add_lines iptables "$SNMP" 10.1.0.0/16
+  add_lines iptables "$REMOTE" 10.2.0.0/16; echo "ip6tables -A INPUT $REMOTE -j DROP"
+  add_lines ip6tables "$REMOTE" 2001:db8::/32)" "$(journal)"
 expect_eq "level and facility" "level:txt=info facility:u32=16" \
     "$(call_xrl "$LOGIN_XRL/get_logging_level") $(call_xrl "$LOGIN_XRL/get_logging_facility")"
 expect_eq "banners" "Welcome
