@@ -25,9 +25,7 @@ start_login
 # --- New accounts: the group first, then the account with its home.
 : > $JOURNAL
 ok "create read-only" "create_user?user:txt=reader&user_class:txt=read-only"
-expect_eq "commands of create read-only" \
-"addgroup -q reader
-useradd -d /tmp/home/reader -l -m -s /usr/bin/velash_pty.sh -g reader reader" "$(cat $JOURNAL)"
+expect_eq "commands of create read-only" "$(create_lines reader)" "$(cat $JOURNAL)"
 expect_eq "read-only account" \
     "/tmp/home/reader /usr/bin/velash_pty.sh reader" "$(account reader)"
 expect_eq "read-only is not in xorp" no "$(in_xorp reader)"

@@ -142,10 +142,7 @@ ntp() {  # CALL ADDRESS EXPECTED-ORDER
         "execute_command /etc/init.d/ntp start" "$(cat $VELA_LOG)"
 }
 set_order() { printf 'ntp stop\nntpdate %s\nhwclock -w -u\nntp start' "$1"; }
-runs "set_ntp_server commands" "set_ntp_server?server:ipv4=10.0.0.1" \
-"/etc/init.d/ntp stop
-ntpdate 10.0.0.1
-hwclock -w -u"
+runs "set_ntp_server commands" "set_ntp_server?server:ipv4=10.0.0.1" "$(ntp_lines 10.0.0.1)"
 ntp set_ntp_server 10.0.0.10 "$(set_order 10.0.0.10)"
 ntp set_ntp_server 10.0.0.1 "$(set_order 10.0.0.1)"
 file_is "three sets" /etc/ntp-server 'server 10.0.0.1\nserver 10.0.0.10\nserver 10.0.0.1\n'

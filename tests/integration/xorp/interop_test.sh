@@ -23,9 +23,7 @@ status=$?
 [ $status -ne 0 ] || fail "XORP's call_xrl: a refused host name answered success"
 grep -q "102 Command failed System set hostname failed\." /tmp/refused ||
     fail "XORP's call_xrl did not get the refusal: $(cat /tmp/refused)"
-expect_eq "commands of XORP's calls" "/etc/init.d/ntp stop
-ntpdate 10.99.0.2
-hwclock -w -u" "$(cat $JOURNAL)"
+expect_eq "commands of XORP's calls" "$(ntp_lines 10.99.0.2)" "$(cat $JOURNAL)"
 "$XORP_CALL_XRL" "$COMMON_XRL/shutdown" >/dev/null 2>&1
 wait $LOGIN_PID
 expect_eq "exit status after XORP's shutdown call" 0 $?

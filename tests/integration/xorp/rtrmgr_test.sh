@@ -23,13 +23,7 @@ wait_until '[ "$(cat /tmp/system/tac_live_servers 2>/dev/null)" = "server=10.99.
 
 expect_eq "commands of the start and the boot configuration" "$(startup_lines)
 hostname sw-boot
-addgroup -q alice
-useradd -d /tmp/home/alice -l -m -s /usr/bin/velash_pty.sh -g alice alice
-addgroup -q carol
-useradd -d /tmp/home/carol -l -m -s /usr/bin/velash_pty.sh -G xorp -g carol carol
-/etc/init.d/ntp stop
-ntpdate 10.99.0.2
-hwclock -w -u
+$(create_lines alice; create_lines carol "-G xorp "; ntp_lines 10.99.0.2)
 /vela/bin/shell/syslog_host.sh 10.99.0.2
 /vela/bin/shell/syslog_file_filename.sh disk
 sed -i 's/\\\\(.*\\\\)pam_unix\\\\(.*\\\\)/#\\\\1pam_unix\\\\2/g' /etc/pam.d/common-auth
@@ -77,8 +71,7 @@ userdel -f alice
 addgroup -q alice
 useradd -d /tmp/home/alice -l -s /usr/bin/velash_pty.sh -G xorp -g alice alice
 userdel -fr carol
-addgroup -q bob
-useradd -d /tmp/home/bob -l -m -s /usr/bin/velash_pty.sh -g bob bob
+$(create_lines bob)
 /etc/init.d/ntp stop
 $(rate_pair 22 SSH 7 20)
 pkill -9 vela_sh_remote
