@@ -36,20 +36,10 @@ ok "add_remote_access_entry_ipv4?prefix:ipv4net=10.0.0.0/8"
 ok "add_snmp_access_entry?prefix:ipv4net=10.1.1.0/24"
 ok "enable_remote_config"
 ok "add_web_access_entry?prefix:ipv4net=10.2.0.0/16"
-expect_eq "list and agent lines" \
-"iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -s 10.0.0.0/8 -j ACCEPT
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-iptables -D INPUT -p udp --dport 161 -j DROP
-iptables -A INPUT -p udp --dport 161 -s 10.1.1.0/24 -j ACCEPT
-iptables -A INPUT -p udp --dport 161 -j DROP
-pkill -9 vela_sh_remote
-/vela/bin/vela_sh_remote > /tmp/log/remote_config.log &
-iptables -A INPUT -p tcp --dport 8080 -j DROP
-iptables -D INPUT -p tcp --dport 8080 -j DROP
-iptables -A INPUT -p tcp --dport 8080 -s 10.2.0.0/16 -j ACCEPT
-iptables -A INPUT -p tcp --dport 8080 -j DROP" "$(cat $JOURNAL)"
+expect_eq "list and agent lines" "$(add_lines iptables "$REMOTE" 10.0.0.0/8
+    echo "ip6tables -A INPUT $REMOTE -j DROP"; add_lines iptables "$SNMP" 10.1.1.0/24
+    echo "pkill -9 vela_sh_remote"; echo "/vela/bin/vela_sh_remote > /tmp/log/remote_config.log &"
+    echo "iptables -A INPUT $WEB -j DROP"; add_lines iptables "$WEB" 10.2.0.0/16)" "$(cat $JOURNAL)"
 expect_eq "chain of the lists" "$(echo "$limits"; remote 10.0.0.0/8; echo "$remote_drop"
     snmp 10.1.1.0/24; echo "$snmp_drop"; web 10.2.0.0/16; echo "$web_drop")" "$(chain)"
 expect_eq "IPv6 closed by an IPv4 entry" "$remote_drop" "$(chain6)"
@@ -61,12 +51,7 @@ expect_eq "daemon sockets held by the agent" 0 \
 ok "add_remote_access_entry_ipv4?prefix:ipv4net=9.0.0.0/8"
 ok "add_remote_access_entry_ipv6?prefix:ipv6net=2001:db8::/32"
 expect_eq "lines of an IPv6 entry" \
-"iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -s 9.0.0.0/8 -j ACCEPT
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -s 2001:db8::/32 -j ACCEPT
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP" "$(cat $JOURNAL)"
+    "$(add_lines iptables "$REMOTE" 9.0.0.0/8; add_lines ip6tables "$REMOTE" 2001:db8::/32)" "$(cat $JOURNAL)"
 expect_eq "remote rules with the IPv6 entry" \
     "$(remote 10.0.0.0/8; remote 9.0.0.0/8; echo "$remote_drop")" "$(chain | grep -- '22,23')"
 expect_eq "IPv6 rules" "$(remote 2001:db8::/32; echo "$remote_drop")" "$(chain6)"

@@ -1,6 +1,7 @@
 #!/bin/bash
-# XORP's own call_xrl against our finder and daemon, and our daemon and
-# call_xrl against XORP's own finder: the same answers both ways.
+# XORP's own call_xrl against our finder and daemon (over the unix socket and
+# TCP, as root and as nobody), and our daemon and call_xrl against XORP's own
+# finder: the same answers both ways.
 set -u
 . "$(dirname "$0")/lib.sh"
 
@@ -22,12 +23,22 @@ status=$?
 [ $status -ne 0 ] || fail "XORP's call_xrl: a refused host name answered success"
 grep -q "102 Command failed System set hostname failed\." /tmp/refused ||
     fail "XORP's call_xrl did not get the refusal: $(cat /tmp/refused)"
-expect_eq "commands of XORP's calls" "/etc/init.d/ntp stop
-ntpdate 10.99.0.2
-hwclock -w -u" "$(cat $JOURNAL)"
+expect_eq "commands of XORP's calls" "$(ntp_lines 10.99.0.2)" "$(cat $JOURNAL)"
 "$XORP_CALL_XRL" "$COMMON_XRL/shutdown" >/dev/null 2>&1
 wait $LOGIN_PID
 expect_eq "exit status after XORP's shutdown call" 0 $?
+
+# Over TCP: root's call runs; nobody's is refused (XORP's call_xrl prints no
+# reason, its status says it) and runs nothing.
+XORP_PF=t start_login
+: >$JOURNAL
+"$XORP_CALL_XRL" "$LOGIN_XRL/set_hostname?hostname:txt=xorp-t" >/dev/null 2>&1 ||
+    fail "XORP's call_xrl over TCP: set_hostname failed"
+XORP_PF=t setpriv --reuid nobody --regid nogroup --clear-groups -- \
+    "$XORP_CALL_XRL" "$LOGIN_XRL/set_hostname?hostname:txt=evil" >/dev/null 2>&1
+expect_eq "nobody's call over TCP: exit, commands" "3 hostname xorp-t" "$? $(cat $JOURNAL)"
+call_xrl "$COMMON_XRL/shutdown" >/dev/null
+wait $LOGIN_PID
 kill $FINDER_PID; wait $FINDER_PID 2>/dev/null
 
 # XORP's finder; our daemon registers there and our call_xrl finds it.

@@ -13,15 +13,6 @@ journal() {
     grep -v -e '-i vlan\.' -e 'xorp-tmp-' -e "$XORPSH" -e '^ping ' $JOURNAL
 }
 pings() { grep '^ping ' $JOURNAL | sed 's/^ping -c 3 -i 0.2 -w 1 \([^|]*\)|.*/\1/' | sort | xargs; }
-ipt() {
-    echo "iptables -$1 INPUT -p tcp --dport $2 -m state --state NEW -m recent $3 --name $4${5:+ -j $5}"
-}
-rate_pair() {  # PORT NAME OLD NEW: a rate pair moved from OLD to NEW
-    ipt D $1 "--update --seconds 60 --hitcount $3 --rttl" $2 DROP
-    ipt D $1 --set $2
-    ipt I $1 --set $2
-    ipt I $1 "--update --seconds 60 --hitcount $4 --rttl" $2 DROP
-}
 
 start_rtrmgr "$(dirname "$0")/boot.conf"
 wait_until 'grep -q "No more tasks to run" /tmp/rtrmgr.log' "the boot configuration was never committed"
@@ -30,20 +21,9 @@ wait_until '[ "$(iptables -S INPUT | grep -c -- "-i vlan\.")" = 256 ]' "the in-b
 wait_until '[ "$(cat /tmp/system/tac_live_servers 2>/dev/null)" = "server=10.99.0.2 " ] &&
     [ "$(pings)" = "10.99.0.2 10.99.0.2 10.99.0.3" ] && ! pgrep -f "ping -c 3" >/dev/null' "the two passes never ended"
 
-expect_eq "commands of the start and the boot configuration" "$(ipt I 22 --set SSH)
-$(ipt I 22 "--update --seconds 60 --hitcount 20 --rttl" SSH DROP)
-iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above 15 -j REJECT
-$(rate_pair 22 SSH 20 20)
-$(ipt I 23 --set TELNET)
-$(ipt I 23 "--update --seconds 60 --hitcount 20 --rttl" TELNET DROP)
+expect_eq "commands of the start and the boot configuration" "$(startup_lines)
 hostname sw-boot
-addgroup -q alice
-useradd -d /tmp/home/alice -l -m -s /usr/bin/velash_pty.sh -g alice alice
-addgroup -q carol
-useradd -d /tmp/home/carol -l -m -s /usr/bin/velash_pty.sh -G xorp -g carol carol
-/etc/init.d/ntp stop
-ntpdate 10.99.0.2
-hwclock -w -u
+$(create_lines alice; create_lines carol "-G xorp "; ntp_lines 10.99.0.2)
 /vela/bin/shell/syslog_host.sh 10.99.0.2
 /vela/bin/shell/syslog_file_filename.sh disk
 sed -i 's/\\\\(.*\\\\)pam_unix\\\\(.*\\\\)/#\\\\1pam_unix\\\\2/g' /etc/pam.d/common-auth
@@ -59,26 +39,14 @@ $(rate_pair 23 TELNET 20 5)
 /vela/bin/shell/ssh_disable.sh false
 /vela/bin/shell/ssh_root-login.sh no
 /vela/bin/shell/ssh_protocol-version.sh 2
-iptables -D INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above 15 -j REJECT
-iptables -I INPUT -p tcp --syn --dport 22 -m connlimit --connlimit-above 3 -j REJECT
-$(rate_pair 22 SSH 20 20)
+$(connlimit D 15; connlimit I 3; rate_pair 22 SSH 20 20)
 $(rate_pair 22 SSH 20 7)
 pkill -9 vela_sh_remote
 /vela/bin/vela_sh_remote > /tmp/log/remote_config.log &
-iptables -A INPUT -p tcp --dport 8080 -j DROP
-iptables -D INPUT -p tcp --dport 8080 -j DROP
-iptables -A INPUT -p tcp --dport 8080 -s 10.3.0.0/16 -j ACCEPT
-iptables -A INPUT -p tcp --dport 8080 -j DROP
-iptables -D INPUT -p udp --dport 161 -j DROP
-iptables -A INPUT -p udp --dport 161 -s 10.1.0.0/16 -j ACCEPT
-iptables -A INPUT -p udp --dport 161 -j DROP
-iptables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -s 10.2.0.0/16 -j ACCEPT
-iptables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -D INPUT -p tcp -m multiport --dport 22,23 -j DROP
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -s 2001:db8::/32 -j ACCEPT
-ip6tables -A INPUT -p tcp -m multiport --dport 22,23 -j DROP" "$(journal)"
+iptables -A INPUT $WEB -j DROP
+$(add_lines iptables "$WEB" 10.3.0.0/16; add_lines iptables "$SNMP" 10.1.0.0/16
+  add_lines iptables "$REMOTE" 10.2.0.0/16; echo "ip6tables -A INPUT $REMOTE -j DROP"
+  add_lines ip6tables "$REMOTE" 2001:db8::/32)" "$(journal)"
 expect_eq "level and facility" "level:txt=info facility:u32=16" \
     "$(call_xrl "$LOGIN_XRL/get_logging_level") $(call_xrl "$LOGIN_XRL/get_logging_facility")"
 expect_eq "banners" "Welcome
@@ -103,8 +71,7 @@ userdel -f alice
 addgroup -q alice
 useradd -d /tmp/home/alice -l -s /usr/bin/velash_pty.sh -G xorp -g alice alice
 userdel -fr carol
-addgroup -q bob
-useradd -d /tmp/home/bob -l -m -s /usr/bin/velash_pty.sh -g bob bob
+$(create_lines bob)
 /etc/init.d/ntp stop
 $(rate_pair 22 SSH 7 20)
 pkill -9 vela_sh_remote

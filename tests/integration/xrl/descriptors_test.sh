@@ -3,11 +3,11 @@
 # of spinning on a listening socket that stays readable, and serves again
 # once descriptors are free.
 set -u
-. "$(dirname "$0")/lib.sh"
+. "$(dirname "$0")/../daemon/lib.sh"
 cd /tmp
 (ulimit -n 16 && exec xorp_finder -v 2>/tmp/finder.log) &
-finder_pid=$!
-wait_for 'call_xrl finder://finder/common/0.1/get_status >/dev/null 2>&1'
+FINDER_PID=$!
+wait_until 'call_xrl finder://finder/common/0.1/get_status >/dev/null 2>&1' "no finder"
 
 # Hold more connections than the finder can take, for two seconds.
 python3 - <<'PY' &
@@ -16,11 +16,11 @@ held = [socket.create_connection(("127.0.0.1", 19999)) for _ in range(30)]
 time.sleep(2)
 PY
 hoarder=$!
-wait_for 'grep -q "pausing for 100 ms" /tmp/finder.log'
+wait_until 'grep -q "pausing for 100 ms" /tmp/finder.log' "the finder never paused"
 wait $hoarder
 
 call_xrl finder://finder/common/0.1/get_status >/dev/null
 expect_eq "finder serves once descriptors are free" 0 $?
-kill -0 $finder_pid 2>/dev/null || fail "finder died"
-kill $finder_pid
+kill -0 $FINDER_PID 2>/dev/null || fail "finder died"
+kill $FINDER_PID
 finish

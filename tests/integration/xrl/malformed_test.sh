@@ -3,7 +3,7 @@
 # listener (and random bytes too): the connection gets an answer or is
 # closed, and both keep serving.
 set -u
-. "$(dirname "$0")/lib.sh"
+. "$(dirname "$0")/../daemon/lib.sh"
 cd /tmp
 start_finder
 XORP_PF=t start_peer peer --log /tmp/peer.log	# a TCP listener

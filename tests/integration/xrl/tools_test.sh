@@ -4,7 +4,7 @@
 # Usage: tools_test.sh DIR   (DIR holds xrltest_target)
 set -u
 bindir=$1
-. "$(dirname "$0")/lib.sh"
+. "$(dirname "$0")/../daemon/lib.sh"
 cd /tmp
 
 # -h and --help print the usage and exit 0; an unknown option prints it on
@@ -45,7 +45,7 @@ expect_eq "finder status" "status:u32=3&reason:txt=Ready" \
 # A target built on a generated base.
 "$bindir/xrltest_target" &
 target_pid=$!
-wait_for 'call_xrl finder://xrltest/common/0.1/get_version >/dev/null 2>&1'
+wait_until 'call_xrl finder://xrltest/common/0.1/get_version >/dev/null 2>&1' "xrltest never answered"
 expect_eq "return values" "status:u32=3&reason:txt=Running+%26+well" \
     "$(call_xrl finder://xrltest/common/0.1/get_status)"
 expect_eq "two XRLs, two lines" $'name:txt=xrltest\nversion:txt=0.1' \
@@ -105,5 +105,5 @@ expect_eq "bytes printed without return values" 0 "$(wc -c </tmp/out)"
 wait "$target_pid"
 expect_eq "target exit status" 0 $?
 
-kill "$finder_pid"
+kill "$FINDER_PID"
 finish
