@@ -6,7 +6,6 @@ set -u
 . "$(dirname "$0")/lib.sh"
 cd /tmp
 
-NOBODY=(setpriv --reuid nobody --regid nogroup --clear-groups --)
 OURS="127.0.0.1:19999"
 DENIED="permission denied: uid $(id -u nobody) is neither root nor in group xorp"
 

@@ -34,7 +34,7 @@ XORP_PF=t start_login
 : >$JOURNAL
 "$XORP_CALL_XRL" "$LOGIN_XRL/set_hostname?hostname:txt=xorp-t" >/dev/null 2>&1 ||
     fail "XORP's call_xrl over TCP: set_hostname failed"
-XORP_PF=t setpriv --reuid nobody --regid nogroup --clear-groups -- \
+XORP_PF=t "${NOBODY[@]}" \
     "$XORP_CALL_XRL" "$LOGIN_XRL/set_hostname?hostname:txt=evil" >/dev/null 2>&1
 expect_eq "nobody's call over TCP: exit, commands" "3 hostname xorp-t" "$? $(cat $JOURNAL)"
 call_xrl "$COMMON_XRL/shutdown" >/dev/null
@@ -42,9 +42,7 @@ wait $LOGIN_PID
 kill $FINDER_PID; wait $FINDER_PID 2>/dev/null
 
 # XORP's finder; our daemon registers there and our call_xrl finds it.
-"$XORP_FINDER" >/tmp/xorp_finder.log 2>&1 &
-FINDER_PID=$!
-wait_until '"$XORP_CALL_XRL" finder://finder/common/0.1/get_status >/dev/null 2>&1' "XORP's finder never answered"
+start_xorp_finder
 start_login
 ask_both "status at XORP's finder" "$COMMON_XRL/get_status" "status:u32=3&reason:txt=running"
 ask_both "the level read back" "$LOGIN_XRL/get_logging_level" "level:txt=trace"

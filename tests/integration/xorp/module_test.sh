@@ -1,10 +1,8 @@
 #!/bin/bash
 # A real XORP module, xorp_static_routes, at XORP's own finder beside the
-# daemon: each birth is answered with the logging level and facility (which
-# the module does not serve, so the finder refuses to resolve them; the
-# daemon's log of refusals is checked with xrl_peer), and after its death by SIGTERM or SIGKILL a
-# change sends it nothing. Every send the finder refused is in its log, in
-# the order the daemon asked: that list is the record of the daemon's sends.
+# daemon: each birth is sent the logging level and facility, and after its
+# death by SIGTERM or SIGKILL a change sends it nothing. The module serves
+# neither method, so XORP's finder logs each send, in order, as unresolved.
 set -u
 . "$(dirname "$0")/lib.sh"
 if [ ! -x "$XORP_STATIC_ROUTES" ]; then
@@ -12,8 +10,8 @@ if [ ! -x "$XORP_STATIC_ROUTES" ]; then
     exit 77
 fi
 
-# refused: "CLASS METHOD" for each log/0.1 send XORP's finder refused to
-# resolve, "static_routes (gone)" for each send to it when it was dead.
+# refused: "CLASS METHOD" per send the finder refused, "static_routes (gone)"
+# per send to the dead module.
 refused() {
     sed -n -e 's|.*Xrl does not resolve: finder://\([^/]*\)/log/0\.1/\(.*\)$|\1 \2|p' \
         -e 's|.*Target "static_routes" does not exist.*|static_routes (gone)|p' /tmp/xorp_finder.log
@@ -54,9 +52,7 @@ dies() {
     PEERS="${PEERS:-} $!"
 }
 
-"$XORP_FINDER" >/tmp/xorp_finder.log 2>&1 &
-FINDER_PID=$!
-wait_until '"$XORP_CALL_XRL" finder://finder/common/0.1/get_status >/dev/null 2>&1' "XORP's finder never answered"
+start_xorp_finder
 start_login
 
 # Born, told a new level while alive, stopped by SIGTERM; then a change of
