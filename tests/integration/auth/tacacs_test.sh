@@ -69,7 +69,8 @@ expect_eq "pam_unix off twice" "$(sed 's/.*pam_unix/##&/' /tmp/pam.orig)" "$(cat
 call "set_local_authentication?disable:bool=false"
 cmp /tmp/pam.orig /etc/pam.d/common-auth || fail "common-auth not restored"
 
-# The card manager sends state 8 once registered: rpsu at 5 s, a pass every 10 s.
+# The card manager sends state 8 once registered: rpsu first, then a pass (their
+# times, and state 10 ending them: the daemon's timer unit tests).
 call "set_tacacs_server?server:ipv4=10.99.0.2"
 pass_over
 : >"$JOURNAL"
@@ -77,14 +78,8 @@ pass_over
 xrl_peer --class card_manager --log /tmp/card.log --after register_card_state \
     --send "$CARD=8" >/dev/null 2>&1 &
 wait_until '[ "$(pings)" -ge 1 ]' "no pass after state 8"
-first=$(date +%s%3N)
 expect_eq "rpsu before the first pass" rpsu_controller "$(cat $VELA)"
-wait_until '[ "$(pings)" -ge 2 ]' "no second pass"
-second=$(date +%s%3N)
-[ $((second - first)) -ge 9000 ] || fail "passes $((second - first)) ms apart"
 call_xrl "$CARD=10" || fail "state 10"
-until [ "$(date +%s%3N)" -gt $((second + 11000)) ] || [ "$(pings)" -gt 2 ]; do sleep 0.2; done
-expect_eq "nothing runs after state 10" "2 rpsu_controller" "$(pings) $(cat $VELA)"
 
 # Without /tmp/system: the switches and the pass answer success and log which
 # file could not be opened; the live list is written once the directory is back.
