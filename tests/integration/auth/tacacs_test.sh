@@ -8,9 +8,8 @@ VELA=/var/log/sandbox/vela_common.log
 CARD="finder://login/card_manager_client/0.1/card_state_changed?card:u32=1&state:u32"
 call() { call_xrl "$LOGIN_XRL/$1" >/dev/null 2>&1 || fail "$1"; }
 pings() { grep -cx "ping -c 3 -i 0.2 -w 1 10.99.0.2|grep '100% packet loss'|wc -l" "$JOURNAL"; }
-# pass_over: until no ping line runs and the daemon has read their ends, which
-# also starts a pass that waited (the second call is served a turn after the
-# ends were ready).
+# pass_over: until no ping line runs and the daemon has read their ends (the
+# second call is served a turn after), which also starts a pass that waited.
 idle() { ! pgrep -f "ping -c 3 -i 0.2 -w 1" >/dev/null; }
 status() { call_xrl "$COMMON_XRL/get_status" >/dev/null; }
 pass_over() { wait_until 'idle && status && status && idle' "a pass never ended"; }

@@ -10,10 +10,7 @@ OURS="127.0.0.1:19999"
 DENIED="permission denied: uid $(id -u nobody) is neither root nor in group xorp"
 
 # stop_login: the daemon stops when told, or is killed.
-stop_login() {
-    call_xrl "$COMMON_XRL/shutdown" || { fail "shutdown"; kill -9 $LOGIN_PID; }
-    wait $LOGIN_PID
-}
+stop_login() { call_xrl "$COMMON_XRL/shutdown" || { fail "shutdown"; kill -9 $LOGIN_PID; }; wait $LOGIN_PID; }
 
 # A finder of nobody's: the daemon and call_xrl refuse it, and the daemon
 # says so once while it keeps trying; then it registers with root's finder.

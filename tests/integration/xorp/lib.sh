@@ -20,8 +20,7 @@ for program in "$XORP_CALL_XRL" "$XORP_FINDER" "$XORP_RTRMGR" "$XORPSH"; do
     fi
 done
 
-# Our template and commands beside the router manager's own and the
-# operational commands xorpsh needs to start.
+# Our template and commands beside those rtrmgr and xorpsh need to start.
 mkdir -p $TEMPLATES
 cp "$SOURCE_TEMPLATES"/login.tp "$SOURCE_TEMPLATES"/login.cmds $TEMPLATES/
 for f in rtrmgr.tp xorpsh.cmds host.cmds misc.cmds; do

@@ -75,9 +75,6 @@ bgp/level bgp/facility bgp/level bgp/facility sr/level sr/facility bgp/facility 
 vrrp/level vrrp/facility bgp/level vrrp/level bgp/facility vrrp/facility" \
     "$(refused | sed -e 's/ set_logging_/\//' -e 's/^static_routes/sr/' | xargs)"
 
-call_xrl "$COMMON_XRL/shutdown"
-wait $LOGIN_PID
-expect_eq "exit status of login" 0 $?
 kill $PEERS $FINDER_PID
 wait $PEERS $FINDER_PID 2>/dev/null
 finish
