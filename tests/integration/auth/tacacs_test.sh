@@ -8,9 +8,8 @@ VELA=/var/log/sandbox/vela_common.log
 CARD="finder://login/card_manager_client/0.1/card_state_changed?card:u32=1&state:u32"
 call() { call_xrl "$LOGIN_XRL/$1" >/dev/null 2>&1 || fail "$1"; }
 pings() { grep -cx "ping -c 3 -i 0.2 -w 1 10.99.0.2|grep '100% packet loss'|wc -l" "$JOURNAL"; }
-# pass_over: until no ping line runs and the daemon has read their ends, which
-# also starts a pass that waited (the second call is served a turn after the
-# ends were ready).
+# pass_over: until no ping line runs and the daemon has read their ends (the
+# second call is served a turn after), which also starts a pass that waited.
 idle() { ! pgrep -f "ping -c 3 -i 0.2 -w 1" >/dev/null; }
 status() { call_xrl "$COMMON_XRL/get_status" >/dev/null; }
 pass_over() { wait_until 'idle && status && status && idle' "a pass never ended"; }
@@ -69,7 +68,8 @@ expect_eq "pam_unix off twice" "$(sed 's/.*pam_unix/##&/' /tmp/pam.orig)" "$(cat
 call "set_local_authentication?disable:bool=false"
 cmp /tmp/pam.orig /etc/pam.d/common-auth || fail "common-auth not restored"
 
-# The card manager sends state 8 once registered: rpsu at 5 s, a pass every 10 s.
+# The card manager sends state 8 once registered: rpsu first, then a pass (their
+# times, and state 10 ending them: the daemon's timer unit tests).
 call "set_tacacs_server?server:ipv4=10.99.0.2"
 pass_over
 : >"$JOURNAL"
@@ -77,14 +77,8 @@ pass_over
 xrl_peer --class card_manager --log /tmp/card.log --after register_card_state \
     --send "$CARD=8" >/dev/null 2>&1 &
 wait_until '[ "$(pings)" -ge 1 ]' "no pass after state 8"
-first=$(date +%s%3N)
 expect_eq "rpsu before the first pass" rpsu_controller "$(cat $VELA)"
-wait_until '[ "$(pings)" -ge 2 ]' "no second pass"
-second=$(date +%s%3N)
-[ $((second - first)) -ge 9000 ] || fail "passes $((second - first)) ms apart"
 call_xrl "$CARD=10" || fail "state 10"
-until [ "$(date +%s%3N)" -gt $((second + 11000)) ] || [ "$(pings)" -gt 2 ]; do sleep 0.2; done
-expect_eq "nothing runs after state 10" "2 rpsu_controller" "$(pings) $(cat $VELA)"
 
 # Without /tmp/system: the switches and the pass answer success and log which
 # file could not be opened; the live list is written once the directory is back.
@@ -105,14 +99,11 @@ for a in 10.99.0.3 10.99.0.4 10.99.0.5 10.99.0.6 10.99.0.7 10.99.0.8 10.99.0.9 \
          10.99.0.11 10.99.0.12 10.99.0.13 192.0.2.1; do call "set_tacacs_server?server:ipv4=$a"; done
 pass_over
 : >"$JOURNAL"
-before=$(date +%s%3N)
 call "set_tacacs_server?server:ipv4=10.99.0.2"
 started=$(ps -eo pid=,args= | sed -n 's/^ *\([0-9]*\) sh -c ping -c 3 -i 0.2 -w 1 \([^|]*\)|.*/\1 \2/p' |
     sort -n | cut -d' ' -f2 | grep -vx '10.99.0.2\|192.0.2.1')
 status=$(call_xrl "$COMMON_XRL/get_status")
-took=$(($(date +%s%3N) - before))
 expect_eq "answered during the pass" "status:u32=3&reason:txt=running" "$status"
-[ $took -lt 4000 ] || fail "a command and get_status took $took ms during a pass"
 pass_over
 servers="10.99.0.10 10.99.0.11 10.99.0.12 10.99.0.13 10.99.0.2 10.99.0.3 10.99.0.4 10.99.0.5 \
 10.99.0.6 10.99.0.7 10.99.0.8 10.99.0.9 192.0.2.1"

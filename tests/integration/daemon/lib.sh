@@ -4,6 +4,7 @@
 JOURNAL=/var/log/sandbox/commands.log
 LOGIN_XRL="finder://login/login/0.1"
 COMMON_XRL="finder://login/common/0.1"
+NOBODY=(setpriv --reuid nobody --regid nogroup --clear-groups --)
 failures=0
 
 fail() {

@@ -20,13 +20,18 @@ for program in "$XORP_CALL_XRL" "$XORP_FINDER" "$XORP_RTRMGR" "$XORPSH"; do
     fi
 done
 
-# Our template and commands beside the router manager's own and the
-# operational commands xorpsh needs to start.
+# Our template and commands beside those rtrmgr and xorpsh need to start.
 mkdir -p $TEMPLATES
 cp "$SOURCE_TEMPLATES"/login.tp "$SOURCE_TEMPLATES"/login.cmds $TEMPLATES/
 for f in rtrmgr.tp xorpsh.cmds host.cmds misc.cmds; do
     cp "$XORP_TEMPLATES/$f" $TEMPLATES/
 done
+
+start_xorp_finder() {
+    "$XORP_FINDER" >/tmp/xorp_finder.log 2>&1 &
+    FINDER_PID=$!
+    wait_until '"$XORP_CALL_XRL" finder://finder/common/0.1/get_status >/dev/null 2>&1' "XORP's finder never answered"
+}
 
 # start_rtrmgr BOOTFILE: the router manager, which hosts the finder and starts
 # the daemon from the template; returns once the daemon answers.

@@ -3,7 +3,6 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include "libxipc/xrl_error.hh"
@@ -89,42 +88,34 @@ TEST_F(TargetTest, HostNameChecks)
     }
 }
 
-// Every byte between two letters, for each text that reaches a root shell
-// unquoted: refused ones run nothing, the others run their one line.
+// The texts that reach a root shell unquoted: the handler, its script, its
+// refusal, and the byte refused besides the shell's (-1: letters, digits and
+// . _ - / only, in a log directory).
+const struct {
+    XrlCmdError (XrlLoginTarget::*call)(const string&);
+    const char *script, *note;
+    int also;
+} kShellTexts[] = {
+    {&XrlLoginTarget::set_ssh_root_login, "ssh_root-login.sh", "System set ssh root login failed.", '\t'},
+    {&XrlLoginTarget::set_ssh_protocol_version, "ssh_protocol-version.sh", "System set ssh protocol version failed.", '\t'},
+    {&XrlLoginTarget::set_tacacs_key, "tacacs_key.sh", "System set tacacs shared key failed.", ' '},
+    {&XrlLoginTarget::set_tacacs_auth_type, "tacacs_auth_type.sh", "System set tacacs auth type failed.", ' '},
+    {&XrlLoginTarget::set_syslog_file, "syslog_file_filename.sh", "System set syslog local file position failed.", -1},
+};
+
+// Every byte between two letters: refused ones run nothing, the others run
+// their one line.
 TEST_F(TargetTest, ShellTextsOfEveryByte)
 {
     const string shell = "`$\\\"'|&;<>()*?[]{}~#!";
-    auto shell_byte = [&](int b) {
-        return (b < 0x20 && b != '\t') || b == 0x7f || shell.find(char(b)) != string::npos;
-    };
-    const struct {
-        const char* script;
-        std::function<XrlCmdError(const string&)> call;
-        string note;
-        std::function<bool(int)> refused;
-        string dir = "";
-    } ops[] = {
-        {"ssh_root-login.sh", [&](const string& t) { return _target->set_ssh_root_login(t); },
-         "System set ssh root login failed.", [&](int b) { return shell_byte(b) || b == '\t'; }},
-        {"ssh_protocol-version.sh", [&](const string& t) { return _target->set_ssh_protocol_version(t); },
-         "System set ssh protocol version failed.", [&](int b) { return shell_byte(b) || b == '\t'; }},
-        {"tacacs_key.sh", [&](const string& t) { return _target->set_tacacs_key(t); },
-         "System set tacacs shared key failed.", [&](int b) { return shell_byte(b) || b == ' '; }},
-        {"tacacs_auth_type.sh", [&](const string& t) { return _target->set_tacacs_auth_type(t); },
-         "System set tacacs auth type failed.", [&](int b) { return shell_byte(b) || b == ' '; }},
-        // Letters, digits and . _ - / only, in a log directory.
-        {"syslog_file_filename.sh", [&](const string& t) { return _target->set_syslog_file(t); },
-         "System set syslog local file position failed.",
-         [](int b) { return b == 0 || (!isalnum(b) && !strchr("._-/", b)); }, "/tmp/log/"},
-    };
-    for (const auto& op : ops) {
+    for (const auto& op : kShellTexts) {
         clear_journal();
         std::vector<string> lines;
         for (int b = 0; b < 256; b++) {
-            const char c = static_cast<char>(b);
-            const string text = op.dir + "a" + c + "b";
-            const bool refused = op.refused(b);
-            XrlCmdError e = op.call(text);
+            const string text = string(op.also < 0 ? "/tmp/log/" : "") + "a" + char(b) + "b";
+            const bool refused = op.also < 0 ? b == 0 || (!isalnum(b) && !strchr("._-/", b))
+                : (b < 0x20 && b != '\t') || b == 0x7f || shell.find(char(b)) != string::npos || b == op.also;
+            XrlCmdError e = (_target.get()->*op.call)(text);
             EXPECT_EQ(refused ? op.note : "", e.note()) << op.script << " byte " << b;
             if (!refused)
                 lines.push_back(string("/vela/bin/shell/") + op.script + " " + text);
@@ -137,14 +128,8 @@ TEST_F(TargetTest, ShellTextsOfEveryByte)
 TEST_F(TargetTest, TextsTooLongForACommandLine)
 {
     const string big(1 << 20, 'a');
-    const struct { XrlCmdError (XrlLoginTarget::*call)(const string&); const char* note; } cases[] = {
-        {&XrlLoginTarget::set_tacacs_key, "System set tacacs shared key failed."},
-        {&XrlLoginTarget::set_tacacs_auth_type, "System set tacacs auth type failed."},
-        {&XrlLoginTarget::set_syslog_file, "System set syslog local file position failed."},
-        {&XrlLoginTarget::set_ssh_root_login, "System set ssh root login failed."},
-    };
     clear_journal();
-    for (const auto& c : cases) {
+    for (const auto& c : kShellTexts) {
         errno = 0;
         expect_failed((_target.get()->*c.call)(big), c.note);
     }

@@ -1,15 +1,11 @@
 // Card states and the five job timers over minutes of virtual time. A `ping`
 // that prints nothing comes first on PATH: a pass is one quick journal line.
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 #include "daemon_fixture.hh"
 
@@ -134,57 +130,6 @@ TEST_F(TimersTest, LineThatNeverEndsIsKilledAtTheBound)
         poll(nullptr, 0, 10);
     EXPECT_FALSE(sleepers());
     EXPECT_EQ(0, system("test ! -s /tmp/system/tac_live_servers"));
-}
-
-// A reader's lock held in another process: the pass writes nothing (the old
-// content stays whole) and the next one, the lock gone, writes the file.
-TEST_F(TimersTest, PassWritesOnlyUnderTheFileLock)
-{
-    const char* file = "/tmp/system/tac_live_servers";
-    std::ofstream(file) << "server=10.99.0.9 ";
-    int held[2], go[2];
-    ASSERT_EQ(0, pipe(held));
-    ASSERT_EQ(0, pipe(go));
-    pid_t reader = fork();
-    if (reader == 0) {
-        int fd = open(file, O_RDONLY);
-        struct flock l = {};
-        l.l_type = F_RDLCK;
-        char c = fd >= 0 && fcntl(fd, F_SETLK, &l) == 0 ? 'y' : 'n';
-        if (write(held[1], &c, 1) == 1 && read(go[0], &c, 1) >= 0)
-            _exit(0);
-        _exit(1);
-    }
-    char c = 0;
-    ASSERT_EQ(1, read(held[0], &c, 1));
-    ASSERT_EQ('y', c);
-    auto content = [&] {
-        std::ifstream in(file);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    };
-    // The real ping, so that the test host's echo replies count as evidence.
-    ASSERT_EQ(0, system("printf '#!/bin/sh\\nexec /usr/bin/ping \"$@\"\\n' >/tmp/quiet/ping"));
-    LogCapture log;
-    _login->set_tacacs_server(IPv4("10.99.0.2"));
-    settle();
-    EXPECT_EQ("server=10.99.0.9 ", content()) << "written while a reader held the file";
-    ASSERT_FALSE(log.lines().empty());
-    EXPECT_NE(std::string::npos, log.lines().back().find("Could not lock /tmp/system/tac_live_servers."));
-    ASSERT_EQ(1, write(go[1], "x", 1));
-    int status;
-    waitpid(reader, &status, 0);
-    for (int fd : {held[0], held[1], go[0], go[1]})
-        close(fd);
-    EXPECT_TRUE(_login->tac_live());
-    settle();
-    EXPECT_EQ("server=10.99.0.2 ", content());
-    // The server falls silent: the next pass takes it out.
-    ASSERT_EQ(0, system("printf '#!/bin/sh\\necho \"3 packets transmitted, 0 received, 100%% packet loss\"\\n' >/tmp/quiet/ping"));
-    EXPECT_TRUE(_login->tac_live());
-    settle();
-    EXPECT_EQ("", content());
 }
 
 } // namespace
