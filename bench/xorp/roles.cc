@@ -48,35 +48,22 @@ run_target(uint16_t port)
     return 0;
 }
 
-class Client {
+class Client : public bench::Driver<Client> {
 public:
     Client(EventLoop& e, XrlRouter& r) : _e(e), _c(&r) {}
 
-    bool warm_up() {
-	for (int i = 0; i < 1000; i++) {
-	    if (run(1, 1) == 1)
-		return run(2000, bench::kWindow) == 2000;
-	    bool t = false;
-	    XorpTimer w = _e.set_flag_after(TimeVal(0, 10000), &t);
-	    while (!t)
-		_e.run();
-	}
-	return false;
-    }
-
-    uint32_t run(uint32_t n, uint32_t window, bool timed = false) {
-	_rt.start(n, window, [this] { return send(); }, timed);
-	while (!_rt.finished())
-	    _e.run();
-	return _rt.ok();
-    }
-
-    bench::RoundTrips& rt() { return _rt; }
-
 private:
+    friend class bench::Driver<Client>;
     bool send() {
 	return _c.send_get_status(bench::kTarget,
 				  callback(this, &Client::answered));
+    }
+    void turn() { _e.run(); }
+    void pause() {
+	bool t = false;
+	XorpTimer w = _e.set_flag_after(TimeVal(0, 10000), &t);
+	while (!t)
+	    _e.run();
     }
     void answered(const XrlError& err, const uint32_t* status,
 		  const string* reason) {
@@ -86,7 +73,6 @@ private:
 
     EventLoop&		_e;
     XrlCommonV0p1Client	_c;
-    bench::RoundTrips	_rt;
 };
 
 int

@@ -195,37 +195,22 @@ run_target(uint16_t port)
     return 0;
 }
 
-class Client {
+class Client : public bench::Driver<Client> {
 public:
     Client(EventLoop& e, XrlRouter& r)
 	: _e(e), _r(r), _xrl(kTarget, "common/0.1/get_status"),
 	  _cb(callback(this, &Client::answered)) {}
 
-    // Waits until the target is registered and answers, and resolved.
-    bool warm_up() {
-	for (int i = 0; i < 1000; i++) {
-	    if (run(1, 1) == 1)
-		return run(2000, kWindow) == 2000;
-	    bool t = false;
-	    XorpTimer w = _e.set_flag_after(TimeVal(0, 10000), &t);
-	    while (!t)
-		_e.run();
-	}
-	return false;
-    }
-
-    // n round trips, at most `window` in flight; how many succeeded.
-    uint32_t run(uint32_t n, uint32_t window, bool timed = false) {
-	_rt.start(n, window, [this] { return send(); }, timed);
-	while (!_rt.finished())
-	    _e.run();
-	return _rt.ok();
-    }
-
-    bench::RoundTrips& rt() { return _rt; }
-
 private:
+    friend class bench::Driver<Client>;
     bool send() { return _r.send(_xrl, _cb); }
+    void turn() { _e.run(); }
+    void pause() {
+	bool t = false;
+	XorpTimer w = _e.set_flag_after(TimeVal(0, 10000), &t);
+	while (!t)
+	    _e.run();
+    }
     void answered(const XrlError& err, XrlArgs* args) {
 	_rt.answer(err.isOK() && args != NULL && args->size() == 2,
 		   [this] { return send(); });
@@ -235,7 +220,6 @@ private:
     XrlRouter&		_r;
     Xrl			_xrl;
     XrlSender::Callback	_cb;
-    bench::RoundTrips	_rt;
 };
 
 // Prints what bench::client_report() prints; with !report only makes n

@@ -122,6 +122,38 @@ client_report(uint32_t n, pid_t finder, Run run, RoundTrips& rt)
     return 0;
 }
 
+// The loop-turning half of a client, ours or XORP's: D provides send(),
+// turn() (one turn of its event loop) and pause() (a short wait on it).
+template <class D>
+class Driver {
+public:
+    // Waits until the target is registered and answers, and resolved.
+    bool warm_up() {
+	for (int i = 0; i < 1000; i++) {
+	    if (run(1, 1) == 1)
+		return run(2000, kWindow) == 2000;
+	    self().pause();
+	}
+	return false;
+    }
+
+    // n round trips, at most `window` in flight; how many succeeded.
+    uint32_t run(uint32_t n, uint32_t window, bool timed = false) {
+	_rt.start(n, window, [this] { return self().send(); }, timed);
+	while (!_rt.finished())
+	    self().turn();
+	return _rt.ok();
+    }
+
+    RoundTrips& rt() { return _rt; }
+
+protected:
+    RoundTrips	_rt;
+
+private:
+    D& self() { return static_cast<D&>(*this); }
+};
+
 }  // namespace bench
 
 #endif  // BENCH_XRL_ROUND_TRIPS_HH
