@@ -233,13 +233,7 @@ run_client(uint16_t port, uint32_t n, pid_t finder, bool report)
     while (!r.ready() && !r.failed())
 	e.run();
     Client c(e, r);
-    if (!r.ready() || !c.warm_up())
-	return 1;
-    if (!report)
-	return c.run(n, 1) == n ? 0 : 1;
-    return bench::client_report(n, finder,
-	[&c](uint32_t k, uint32_t w, bool t) { return c.run(k, w, t); },
-	c.rt());
+    return r.ready() ? c.measure(n, finder, report) : 1;
 }
 
 // ---- the orchestrating parent ----

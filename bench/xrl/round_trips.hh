@@ -147,6 +147,17 @@ public:
 
     RoundTrips& rt() { return _rt; }
 
+    // Once the router is ready: warms up, then makes n calls one at a time,
+    // only counted, or prints client_report(). 0 when all went well.
+    int measure(uint32_t n, pid_t finder, bool report) {
+	if (!warm_up())
+	    return 1;
+	if (!report)
+	    return run(n, 1) == n ? 0 : 1;
+	return client_report(n, finder,
+	    [this](uint32_t k, uint32_t w, bool t) { return run(k, w, t); }, _rt);
+    }
+
 protected:
     RoundTrips	_rt;
 
