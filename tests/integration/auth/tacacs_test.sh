@@ -36,6 +36,7 @@ start_login
 # 10.99.0.10 answers no more than 10.99.0.3, and sorts before 10.99.0.2 by bytes only.
 call "set_tacacs_server?server:ipv4=10.99.0.10"
 pass_over
+expect_eq "live server file made 0644" 644 "$(stat -c %a $FILE)"
 call "set_tacacs_server?server:ipv4=10.99.0.2"
 file_is 'server=10.99.0.2 ' "live server file"
 pass_over

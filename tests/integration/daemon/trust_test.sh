@@ -9,8 +9,24 @@ cd /tmp
 OURS="127.0.0.1:19999"
 DENIED="permission denied: uid $(id -u nobody) is neither root nor in group xorp"
 
+# reap PID NAME: waits 10 s at most for PID to end; one that does not is a
+# failure and is killed, so that a failing run ends too.
+reap() {
+    local tries=0
+    while [ -e /proc/$1 ] && ! grep -q '^State:[[:space:]]*Z' /proc/$1/status 2>/dev/null; do
+        tries=$((tries + 1))
+        if [ $tries -gt 100 ]; then
+            fail "$2 did not end"
+            kill -9 $1
+            break
+        fi
+        sleep 0.1
+    done
+    wait $1 2>/dev/null
+}
+
 # stop_login: the daemon stops when told, or is killed.
-stop_login() { call_xrl "$COMMON_XRL/shutdown" || { fail "shutdown"; kill -9 $LOGIN_PID; }; wait $LOGIN_PID; }
+stop_login() { call_xrl "$COMMON_XRL/shutdown" || { fail "shutdown"; kill -9 $LOGIN_PID; }; reap $LOGIN_PID login; }
 
 # A finder of nobody's: the daemon and call_xrl refuse it, and the daemon
 # says so once while it keeps trying; then it registers with root's finder.
@@ -24,7 +40,7 @@ err=$(call_xrl "$COMMON_XRL/get_status" 2>&1 >/dev/null)
 expect_eq "call_xrl and nobody's finder" "1 call_xrl: $refusal" "$? $err"
 wait_until "[ \$(grep -c 'accepted' /tmp/nobody_finder.log) -ge 5 ]" \
     "the daemon stopped trying nobody's finder"
-kill $NOBODY_FINDER; wait $NOBODY_FINDER 2>/dev/null
+kill $NOBODY_FINDER; reap $NOBODY_FINDER "nobody's finder"
 expect_eq "nobody's finder resolved nothing" "" \
     "$(grep -E 'registered|enabled' /tmp/nobody_finder.log)"
 start_finder
@@ -59,7 +75,8 @@ err=$(call_xrl "$fake/common/0.1/get_status" 2>&1)
 err=$("${NOBODY[@]}" call_xrl finder://finder/common/0.1/shutdown 2>&1)
 expect_eq "finder shutdown by nobody" \
     "3 Failed.  Reason: 102 Command failed $DENIED (\"finder://finder/common/0.1/shutdown\")" "$? $err"
-kill -0 $FINDER_PID 2>/dev/null || fail "the finder stopped"
+# What follows needs the finder: without it, the run ends here.
+kill -0 $FINDER_PID 2>/dev/null || { fail "the finder stopped"; finish; }
 call_xrl "$LOGIN_XRL/set_hostname?hostname:txt=after-shutdown" || fail "set_hostname"
 stop_login
 
